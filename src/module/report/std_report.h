@@ -1,0 +1,120 @@
+// The diagnostic report: the one place that writes it, and the two forms in which the module says things.
+//
+//   TraceScope trace(report, "Open");            // "->->  [Open]" and, indented, what follows
+//   DebugLine(report) << L"Bytes: " << bytes;    // one line made of pieces
+//   ErrorLine(report, "Open") << L"Error ...";   // to the error handle, and a copy to the debug handle
+//   return trace.Leave(true);                    // "<-<-  [Open]"; a failure returns without it
+//
+// A report that goes nowhere costs no formatting.
+#pragma once
+
+#include <concepts>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "support/xstr.h"
+#include "wavecodec/codec_module.h"
+
+namespace wavecodec {
+
+class StdReport {
+ public:
+  // One piece of debug text. `end_line` ends the line, with `function` in brackets when it is not null.
+  // Text that begins "->->" or "<-<-" opens or closes a level of indentation; `prefix`, when not null,
+  // replaces the indentation.
+  static void WriteDEBUG(std::wstring_view msg, const STNStdReport& report, const char* function,
+                         bool end_line, const wchar_t* prefix = nullptr);
+  // A warning: to the information handle, and with its prefix to the debug handle.
+  static void WriteINFO(std::wstring_view msg, const STNStdReport& report, const char* function);
+  // A failure: to the error handle, and with its prefix to the debug handle.
+  static void WriteERROR(std::wstring_view msg, const STNStdReport& report, const char* function);
+
+  // The whole text of a piece: prefix, message and, at the end of a line, the bracketed function name
+  // (when there is one) and CR LF.
+  static XStr GetFinalMsg(std::wstring_view prefix, std::wstring_view msg, const char* function,
+                          bool end_line);
+  // Writes `text` as UTF-8 with one system call. What becomes of it is not looked at; a closed pipe
+  // raises no signal.
+  static void WriteFile(intptr_t handle, std::wstring_view text);
+
+  // True when text for this handle goes anywhere.
+  static bool IsOpen(intptr_t handle) { return handle != 0 && handle != -1; }
+
+ private:
+  static void WriteNotice(std::wstring_view msg, const STNStdReport& report, const char* function,
+                          const wchar_t* prefix, intptr_t handle);
+};
+
+// A record whose three handles are all the standard error.
+STNStdReport StdReportToStdErr();
+
+// One report line, collected from pieces and written when the object ends (at the end of the statement).
+class ReportLine {
+ public:
+  enum class Kind { Debug, Information, Error };
+
+  ReportLine(Kind kind, const STNStdReport& report, const char* function);
+  ReportLine(const ReportLine&) = delete;
+  ReportLine& operator=(const ReportLine&) = delete;
+  ~ReportLine();
+
+  ReportLine& operator<<(std::wstring_view piece);
+  ReportLine& operator<<(std::integral auto number) {
+    return Wanted ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  }
+
+ private:
+  const Kind LineKind;
+  const STNStdReport& Report;
+  const char* const Function;
+  const bool Wanted;  // false: the text goes nowhere, and no piece is kept
+  XStr Text;
+};
+
+inline ReportLine DebugLine(const STNStdReport& report, const char* function = nullptr) {
+  return {ReportLine::Kind::Debug, report, function};
+}
+inline ReportLine InfoLine(const STNStdReport& report, const char* function) {
+  return {ReportLine::Kind::Information, report, function};
+}
+inline ReportLine ErrorLine(const STNStdReport& report, const char* function) {
+  return {ReportLine::Kind::Error, report, function};
+}
+
+// A traced operation: writes the entry line, and the exit line when it is told that the operation
+// succeeded. The report must outlive the scope.
+class TraceScope {
+ public:
+  TraceScope(const STNStdReport& report, const char* method) : Report(report), Method(method) {
+    StdReport::WriteDEBUG(L"->->", Report, Method, true);
+  }
+  TraceScope(const TraceScope&) = delete;
+  TraceScope& operator=(const TraceScope&) = delete;
+
+  // A line that carries the operation's name.
+  [[nodiscard]] ReportLine Debug() const { return DebugLine(Report, Method); }
+  [[nodiscard]] ReportLine Info() const { return InfoLine(Report, Method); }
+  [[nodiscard]] ReportLine Error() const { return ErrorLine(Report, Method); }
+
+  // The operation succeeded.
+  void Leave() const { StdReport::WriteDEBUG(L"<-<-", Report, Method, true); }
+  template <typename Result>
+  Result Leave(Result result) const {
+    Leave();
+    return result;
+  }
+  // The operation failed: writes its error line and returns the false that the caller hands on.
+  template <typename... Pieces>
+  bool Fail(const Pieces&... pieces) const {
+    ReportLine line = Error();
+    (line << ... << pieces);
+    return false;
+  }
+
+ private:
+  const STNStdReport& Report;
+  const char* const Method;
+};
+
+}  // namespace wavecodec

@@ -1,0 +1,102 @@
+#include "support/xfile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "support/xstr.h"
+
+namespace wavecodec {
+
+bool XFile::Open(const wchar_t* name) {
+  Close();
+  if (name == nullptr) return false;
+  // O_NONBLOCK: a pipe without a writer must not hang the host; on a regular file it has no effect.
+  const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  const std::string path = ToFileNameBytes(name);
+  int handle = kNoFile;
+  do {
+    handle = ::open(path.c_str(), flags);
+  } while (handle == kNoFile && errno == EINTR);
+  if (handle == kNoFile) return false;
+  struct stat status {};
+  if (::fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) {
+    ::close(handle);
+    return false;
+  }
+  Open(handle);
+  Owned = true;
+  return true;
+}
+
+void XFile::Open(XFileHandle handle) {
+  Close();
+  FileHandle = handle;
+}
+
+void XFile::Close() {
+  if (Owned) ::close(FileHandle);
+  FileHandle = kNoFile;
+  Owned = false;
+  Position = 0;
+  WindowLength = 0;
+}
+
+int64_t XFile::Size() const {
+  struct stat status {};
+  return ::fstat(FileHandle, &status) == 0 ? int64_t{status.st_size} : -1;
+}
+
+bool XFile::SetPosition(int64_t offset, ENXFilePos from) {
+  if (FileHandle == kNoFile) return false;
+  int64_t base = 0;
+  if (from == ENXFilePos::Current) base = Position;
+  if (from == ENXFilePos::End) base = Size();
+  int64_t target = 0;
+  if (base < 0 || __builtin_add_overflow(base, offset, &target) || target < 0) return false;
+  Position = target;
+  return true;
+}
+
+size_t XFile::ReadAt(void* buffer, size_t needed, size_t room, int64_t position) const {
+  size_t done = 0;
+  while (done < needed) {
+    const ssize_t got = ::pread(FileHandle, static_cast<uint8_t*>(buffer) + done, room - done,
+                                position + static_cast<int64_t>(done));
+    if (got > 0) {
+      done += static_cast<size_t>(got);
+    } else if (got == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  return done;
+}
+
+size_t XFile::Read(void* buffer, size_t count) {
+  const size_t got = ReadAt(buffer, count, count, Position);
+  Position += static_cast<int64_t>(got);
+  return got;
+}
+
+size_t XFile::ReadSmall(void* buffer, size_t count) {
+  if (count > kWindowSize) return Read(buffer, count);
+  const auto window_has = [&](size_t bytes) {
+    const int64_t offset = Position - WindowPosition;
+    return offset >= 0 && offset <= static_cast<int64_t>(WindowLength) &&
+           bytes <= WindowLength - static_cast<size_t>(offset);
+  };
+  if (!window_has(count)) {
+    WindowPosition = Position;
+    WindowLength = ReadAt(Window.data(), count, kWindowSize, Position);
+    count = std::min(count, WindowLength);
+  }
+  std::memcpy(buffer, Window.data() + (Position - WindowPosition), count);
+  Position += static_cast<int64_t>(count);
+  return count;
+}
+
+}  // namespace wavecodec

@@ -1,0 +1,120 @@
+#include "support/xstr.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cwchar>
+
+namespace wavecodec {
+namespace {
+
+constexpr uint32_t kReplacement = 0xFFFD;
+constexpr uint32_t kRawByteBase = 0xDC00;  // U+DC80..U+DCFF stand for the bytes 0x80..0xFF
+
+constexpr bool IsSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+constexpr bool IsRawByte(uint32_t c) { return c >= kRawByteBase + 0x80 && c <= kRawByteBase + 0xFF; }
+
+void AppendCharacter(std::string& out, uint32_t c) {
+  if (c > 0x10FFFF || IsSurrogate(c)) c = kReplacement;
+  const auto continuation = [&](unsigned shift) {
+    out += static_cast<char>(0x80 | ((c >> shift) & 0x3F));
+  };
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else if (c < 0x800) {
+    out += static_cast<char>(0xC0 | (c >> 6));
+    continuation(0);
+  } else if (c < 0x10000) {
+    out += static_cast<char>(0xE0 | (c >> 12));
+    continuation(6);
+    continuation(0);
+  } else {
+    out += static_cast<char>(0xF0 | (c >> 18));
+    continuation(12);
+    continuation(6);
+    continuation(0);
+  }
+}
+
+// Length of the valid UTF-8 sequence at the front of `bytes`, its character in `c`; 0 when there is none
+// (RFC 3629: no overlong forms, no surrogates, nothing past U+10FFFF).
+size_t ReadCharacter(std::string_view bytes, uint32_t& c) {
+  const auto lead = static_cast<uint8_t>(bytes.front());
+  if (lead < 0x80) {
+    c = lead;
+    return 1;
+  }
+  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  constexpr uint32_t kSmallest[] = {0x80, 0x800, 0x10000};
+  if (lead < 0xC2 || lead > 0xF4 || bytes.size() < length) return 0;
+  c = lead & (0xFFU >> (length + 1));
+  for (size_t i = 1; i < length; ++i) {
+    const auto next = static_cast<uint8_t>(bytes[i]);
+    if ((next & 0xC0) != 0x80) return 0;
+    c = c << 6 | (next & 0x3F);
+  }
+  return c < kSmallest[length - 2] || c > 0x10FFFF || IsSurrogate(c) ? 0 : length;
+}
+
+constexpr wchar_t FoldAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
+
+}  // namespace
+
+void AppendUtf8(std::string& out, std::wstring_view text) {
+  for (const wchar_t c : text) AppendCharacter(out, static_cast<uint32_t>(c));
+}
+
+std::string ToUtf8(std::wstring_view text) {
+  std::string out;
+  out.reserve(text.size());
+  AppendUtf8(out, text);
+  return out;
+}
+
+std::string ToFileNameBytes(std::wstring_view name) {
+  std::string out;
+  out.reserve(name.size());
+  for (const wchar_t unit : name) {
+    const auto c = static_cast<uint32_t>(unit);
+    if (IsRawByte(c)) {
+      out += static_cast<char>(c - kRawByteBase);
+    } else {
+      AppendCharacter(out, c);
+    }
+  }
+  return out;
+}
+
+XStr FromFileNameBytes(std::string_view bytes) {
+  XStr out;
+  out.reserve(bytes.size());
+  while (!bytes.empty()) {
+    uint32_t c = 0;
+    size_t length = ReadCharacter(bytes, c);
+    if (length == 0) {
+      c = kRawByteBase + static_cast<uint8_t>(bytes.front());
+      length = 1;
+    }
+    out += static_cast<wchar_t>(c);
+    bytes.remove_prefix(length);
+  }
+  return out;
+}
+
+bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](wchar_t x, wchar_t y) { return FoldAscii(x) == FoldAscii(y); });
+}
+
+void XStrList::SetFromPackedCharArray(const wchar_t* packed, size_t bound) {
+  clear();
+  while (packed != nullptr && bound > 0) {
+    const size_t length = wcsnlen(packed, bound);
+    if (length == 0) break;
+    emplace_back(packed, length);
+    const size_t used = std::min(length + 1, bound);
+    packed += used;
+    bound -= used;
+  }
+}
+
+}  // namespace wavecodec
