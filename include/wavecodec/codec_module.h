@@ -5,7 +5,8 @@
  *
  * A codec module is a shared library that an audio conversion host loads at run time (`dlopen`) and
  * drives through the entry points below. The Wave codec module, `wave.dll`, offers this interface;
- * so does `mp3.dll`, which it loads in turn for MPEG data. A host needs this header and nothing else.
+ * so does `mp3.dll`, which it loads in turn for MPEG data. A host needs this header and nothing
+ * else.
  *
  * Order of calls on one instance:
  *
@@ -15,22 +16,25 @@
  * without an open source. `Open` may follow `Close`, and may also follow `Open`: each `Open` starts
  * from nothing, whatever the instance did before.
  *
- * Results. Every entry point except `Create` returns 1 for success and 0 for failure, and 0 when the
- * instance is null (`Destroy` always returns 1). A failing call writes one line that says why to the
- * error handle of the report given to `Create`. No C++ exception and no signal leaves an entry point.
+ * Results. Every entry point except `Create` returns 1 for success and 0 for failure, and 0 when
+ * the instance is null (`Destroy` always returns 1). A failing call writes one line that says why
+ * to the error handle of the report given to `Create`. No C++ exception and no signal leaves an
+ * entry point.
  *
- * Threads. An instance is used by one thread at a time. Different instances are independent and may be
- * used by different threads at once; what they share (the report's indentation) is guarded inside.
+ * Threads. An instance is used by one thread at a time. Different instances are independent and may
+ * be used by different threads at once; what they share (the report's indentation) is guarded
+ * inside.
  *
- * Ownership. The host owns every record it passes. Memory that a call returns through a record belongs
- * to the instance; each field says how long it stays valid. The host frees none of it.
+ * Ownership. The host owns every record it passes. Memory that a call returns through a record
+ * belongs to the instance; each field says how long it stays valid. The host frees none of it.
  *
- * Units. Positions and ranges are sample frames of the stored format (blocks of `nBlockAlign` bytes),
- * counted from the first frame of the `data` chunk for `RangeFrom`/`RangeTo` and from the start of the
- * decode range for `SetPosition`. Durations are milliseconds, truncated.
+ * Units. Positions and ranges are sample frames of the stored format (blocks of `nBlockAlign`
+ * bytes), counted from the first frame of the `data` chunk for `RangeFrom`/`RangeTo` and from the
+ * start of the decode range for `SetPosition`. Durations are milliseconds, truncated.
  *
  * Text is zero-terminated `wchar_t` text of 32-bit code points. In file names the values U+DC80 to
- * U+DCFF stand for the raw bytes 0x80 to 0xFF, so that a name that is not valid UTF-8 can be passed.
+ * U+DCFF stand for the raw bytes 0x80 to 0xFF, so that a name that is not valid UTF-8 can be
+ * passed.
  *
  * The header is plain C: it compiles as C11 and as C++20.
  */
@@ -50,9 +54,9 @@ extern "C" {
 #define WAVECODEC_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
 #endif
 
-#define WAVECODEC_ASSERT_FIELD(record, field, offset, width)                                    \
-  WAVECODEC_STATIC_ASSERT(                                                                      \
-      offsetof(record, field) == (offset) && sizeof(((record*)0)->field) == (width),            \
+#define WAVECODEC_ASSERT_FIELD(record, field, offset, width)                         \
+  WAVECODEC_STATIC_ASSERT(                                                           \
+      offsetof(record, field) == (offset) && sizeof(((record*)0)->field) == (width), \
       #record "." #field " is not where the binary interface has it")
 
 WAVECODEC_STATIC_ASSERT(sizeof(wchar_t) == 4, "wide text is 32-bit");
@@ -116,16 +120,16 @@ WAVECODEC_STATIC_ASSERT(sizeof(tWAVEFORMATEX) == 18, "WAVEFORMATEX");
 WAVECODEC_STATIC_ASSERT(sizeof(WAVEFORMATEXTENSIBLE) == 40, "WAVEFORMATEXTENSIBLE");
 
 /* ------------------------------------------------------------------------------------------------
- * Host records. 4-byte packing: a 64-bit field may stand at any multiple of 4. Clear a record to zero
- * before filling it in.
+ * Host records. 4-byte packing: a 64-bit field may stand at any multiple of 4. Clear a record to
+ * zero before filling it in.
  * --------------------------------------------------------------------------------------------- */
 
 #pragma pack(push, 4)
 
 /**
  * Where the diagnostic report goes: three file descriptors, each widened to the width of a pointer.
- * 0 and -1 discard that kind of text; a zero-filled record silences the report. The module copies the
- * record in `Create`, writes UTF-8 lines that end in CR LF, and never closes a descriptor.
+ * 0 and -1 discard that kind of text; a zero-filled record silences the report. The module copies
+ * the record in `Create`, writes UTF-8 lines that end in CR LF, and never closes a descriptor.
  */
 typedef struct STNStdReport {
   intptr_t ErrorHandle;       /**< one line for each failure */
@@ -145,8 +149,8 @@ enum ZuOpenFlag {
 /** What `Open` tells about the audio of a source. */
 typedef struct STZuAudioInfo {
   /**
-   * The decoded format. When it is not extensible only the first 18 bytes are written and the other 22
-   * keep what the host put there. `cbSize` is 0 in an 18-byte format and 22 in a 40-byte one.
+   * The decoded format. When it is not extensible only the first 18 bytes are written and the other
+   * 22 keep what the host put there. `cbSize` is 0 in an 18-byte format and 22 in a 40-byte one.
    */
   WAVEFORMATEXTENSIBLE format;
   int32_t bitRate;      /**< bits per second of the stored data (32 bits of it) */
@@ -160,11 +164,12 @@ typedef struct STZuOpenDecoder {
   const wchar_t* fileName; /**< a local path or an `http://` address; null fails */
   uint32_t flags;          /**< what to do: bits of ZuOpenFlag; 0 only scans the file */
   STZuAudioInfo audioInfo; /**< filled when flag 1 or 4 is set */
-  const void* tagData;     /**< flag 8: the tag block; valid until the next `Open`, `Close`, `Destroy` */
-  uint32_t tagSize;        /**< flag 8: bytes of the tag block */
-  const void* propsData;   /**< flag 16: the properties block; valid as `tagData` */
-  uint32_t propsSize;      /**< flag 16: bytes of the properties block */
-  uint8_t reserved[24];    /**< not used by this module */
+  const void*
+      tagData;      /**< flag 8: the tag block; valid until the next `Open`, `Close`, `Destroy` */
+  uint32_t tagSize; /**< flag 8: bytes of the tag block */
+  const void* propsData; /**< flag 16: the properties block; valid as `tagData` */
+  uint32_t propsSize;    /**< flag 16: bytes of the properties block */
+  uint8_t reserved[24];  /**< not used by this module */
 } STZuOpenDecoder;
 
 /** The argument of `DecodeBlock`. */
@@ -177,7 +182,7 @@ typedef struct STZuAudioBlock {
   uint64_t blockMs;      /**< duration of this block's decoded bytes, milliseconds */
   uint8_t reserved1[16]; /**< not written by this module */
   uint64_t positionMs;   /**< time of the read position before this block, from the range's start */
-  uint32_t lastBlock;    /**< 1 when nothing remains after this block (or nothing was left), else 0 */
+  uint32_t lastBlock; /**< 1 when nothing remains after this block (or nothing was left), else 0 */
   uint8_t reserved2[24]; /**< not written by this module */
 } STZuAudioBlock;
 
@@ -186,10 +191,10 @@ typedef struct STZuEncoderFluid STZuEncoderFluid;
 
 /** The record of `Get` and `Set`. Fields that a key does not name are neither read nor written. */
 typedef struct STZuCodecGetSet {
-  int32_t Index;        /**< which item of an enumerated answer, from 0 */
-  int32_t SubIndex;     /**< which choice of an option, from 0; "IDTags": bytes of the tag block */
-  int64_t RangeFrom;    /**< "Set Decode Range": first sample frame to decode */
-  int64_t RangeTo;      /**< "Set Decode Range": end of the range (exclusive), -1 for all there is */
+  int32_t Index;     /**< which item of an enumerated answer, from 0 */
+  int32_t SubIndex;  /**< which choice of an option, from 0; "IDTags": bytes of the tag block */
+  int64_t RangeFrom; /**< "Set Decode Range": first sample frame to decode */
+  int64_t RangeTo;   /**< "Set Decode Range": end of the range (exclusive), -1 for all there is */
   const wchar_t* Text1; /**< first text of an answer; "IDTags": name of the file to write */
   const wchar_t* Text2; /**< second text of an answer */
   const wchar_t* Text3; /**< third text of an answer */
@@ -262,11 +267,11 @@ typedef uint32_t (*ZuDestroyFn)(void* instance);
 /**
  * Opens a source and does what the request flags ask for.
  * @param record in: `fileName`, `flags`; out: what the flags name.
- * @return 1 on success. On failure 0: the instance has nothing left to decode; what was already written
- *         into the record stays written; call `Close`, `Open` or `Destroy` next.
+ * @return 1 on success. On failure 0: the instance has nothing left to decode; what was already
+ * written into the record stays written; call `Close`, `Open` or `Destroy` next.
  *
- * Flag 2 fails before anything is opened. Flags 8 and 16 alone succeed, with nothing filled in, on a
- * Wave file that has no `fmt ` or no `data` chunk; flags 1 and 4 fail on it.
+ * Flag 2 fails before anything is opened. Flags 8 and 16 alone succeed, with nothing filled in, on
+ * a Wave file that has no `fmt ` or no `data` chunk; flags 1 and 4 fail on it.
  */
 typedef uint32_t (*ZuOpenFn)(void* instance, STZuOpenDecoder* record);
 
@@ -281,27 +286,28 @@ typedef uint32_t (*ZuCloseFn)(void* instance, STZuEncoderFluid* fluid);
  * Decodes the next block: whole sample frames, at most 65,536 stored bytes, as they are stored.
  * @param block out: every field that is not reserved. When nothing was left at the call, only
  *        `positionMs` and `lastBlock` (1) are written.
- * @return 1 on success, also at the end. On failure 0: the position does not move, so the call may be
- *         repeated.
+ * @return 1 on success, also at the end. On failure 0: the position does not move, so the call may
+ * be repeated.
  *
- * One read of the file a call, into the memory that `data` points at; no allocation after the first.
+ * One read of the file a call, into the memory that `data` points at; no allocation after the
+ * first.
  */
 typedef uint32_t (*ZuDecodeBlockFn)(void* instance, STZuAudioBlock* block);
 
 /**
  * Moves to a sample frame of the decode range; the next `DecodeBlock` starts there.
- * @param frames counted from the start of the range. Beyond the end is the end. A negative number counts
- *        back from the start of the range, into what lies before it in the file.
- * @return 1 on success. On failure (no open file, a position before the file) 0: the position is as it
- *         was.
+ * @param frames counted from the start of the range. Beyond the end is the end. A negative number
+ * counts back from the start of the range, into what lies before it in the file.
+ * @return 1 on success. On failure (no open file, a position before the file) 0: the position is as
+ * it was.
  */
 typedef uint32_t (*ZuSetPositionFn)(void* instance, int64_t frames);
 
 /**
  * Deletes tags from a file, in place. Works on a file name; needs no `Open`.
  * @param fileName a local file.
- * @param names a packed list: zero-terminated names one after another, ended by an empty name. Null or
- *        an empty list deletes all tags.
+ * @param names a packed list: zero-terminated names one after another, ended by an empty name. Null
+ * or an empty list deletes all tags.
  * @return 1 when the tags are gone. On failure 0.
  */
 typedef uint32_t (*ZuDeleteATagFn)(void* instance, const wchar_t* fileName, const wchar_t* names);
@@ -309,27 +315,27 @@ typedef uint32_t (*ZuDeleteATagFn)(void* instance, const wchar_t* fileName, cons
 /**
  * Asks the module what it can do. The key is compared exactly.
  *
- * | key                           | uses                | sets                                      |
+ * | key                           | uses                | sets |
  * |-------------------------------|---------------------|-------------------------------------------|
- * | "Decodes"                     | `Index`             | `Text1` extension, `Text2` format name    |
- * | "StreamingDecodes"            | `Index`             | `Text1` MIME type                         |
- * | "Decoder Description"         |                     | `Text1` description                       |
- * | "Property Elements"           |                     | `Text1` property names, separated by CR   |
- * | "Default Property Elements"   |                     | `Text1` those shown by default            |
- * | "ID Tag Options"              | `Index`, `SubIndex` | `Text1` option, `Text2` settings path,    |
- * |                               |                     | `Text3` choice                            |
+ * | "Decodes"                     | `Index`             | `Text1` extension, `Text2` format name |
+ * | "StreamingDecodes"            | `Index`             | `Text1` MIME type | | "Decoder
+ * Description"         |                     | `Text1` description                       | |
+ * "Property Elements"           |                     | `Text1` property names, separated by CR   |
+ * | "Default Property Elements"   |                     | `Text1` those shown by default | | "ID
+ * Tag Options"              | `Index`, `SubIndex` | `Text1` option, `Text2` settings path,    | |
+ * |                     | `Text3` choice                            |
  *
  * Enumerated answers are asked for with an index that counts up from 0 until the result is 0.
- * @return 1 when the key is known and there is such an item. On 0 the record is as it was. Texts stay
- *         valid until the next `Get` on the instance or `Destroy`.
+ * @return 1 when the key is known and there is such an item. On 0 the record is as it was. Texts
+ * stay valid until the next `Get` on the instance or `Destroy`.
  */
 typedef uint32_t (*ZuGetFn)(void* instance, const wchar_t* key, STZuCodecGetSet* record);
 
 /**
  * Tells the module something. The key is compared exactly.
  *
- * - "Set Decode Range" uses `RangeFrom` and `RangeTo`; it holds for this and every later `Open` of the
- *   instance, from the next one on. Numbers outside the audio are cut to it.
+ * - "Set Decode Range" uses `RangeFrom` and `RangeTo`; it holds for this and every later `Open` of
+ * the instance, from the next one on. Numbers outside the audio are cut to it.
  *
  * @return 1 when the key is known and the value was taken. On 0 nothing has changed.
  */
@@ -352,9 +358,9 @@ WAVECODEC_EXPORT uint32_t Get(void* instance, const wchar_t* key, STZuCodecGetSe
 WAVECODEC_EXPORT uint32_t Set(void* instance, const wchar_t* key, STZuCodecGetSet* record);
 
 /**
- * The module's own handle. The host stores here what `dlopen` returned for the module, before it calls
- * `Open`; the module reads it to find its own folder, where sub-decoder modules lie. Left null, the
- * module finds its folder by itself. The module never writes it.
+ * The module's own handle. The host stores here what `dlopen` returned for the module, before it
+ * calls `Open`; the module reads it to find its own folder, where sub-decoder modules lie. Left
+ * null, the module finds its folder by itself. The module never writes it.
  */
 WAVECODEC_EXPORT extern void* gInstance;
 #endif /* WAVECODEC_NO_PROTOTYPES */

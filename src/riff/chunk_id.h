@@ -24,8 +24,8 @@ inline constexpr uint32_t kData = RIFFChnkID("data");
 inline constexpr uint32_t kFact = RIFFChnkID("fact");
 }  // namespace chunk_id
 
-// True when a stored ID is the ID `name`; with `any_case`, when it is `name` wholly in upper case or wholly
-// in lower case (a mixed spelling such as "Data" is neither).
+// True when a stored ID is the ID `name`; with `any_case`, when it is `name` wholly in upper case
+// or wholly in lower case (a mixed spelling such as "Data" is neither).
 bool CompareID(uint32_t id, uint32_t name, bool any_case);
 
 // The four characters of an ID as text.

@@ -17,10 +17,10 @@ struct STRIFFChunk {
   int64_t FileDataPosition = 0;  // file position of the first data byte
 };
 
-// Keeps 8 bytes a chunk, as the file does, so that the table never takes more memory than the file has
-// bytes. Positions are not stored: by the layout rule they follow from the sizes (chunks stand one behind
-// another from byte 12 on, an odd-sized one with one pad byte). One chunk may be larger than 32 bits can
-// say: the `data` of an RF64 file, behind which nothing can stand.
+// Keeps 8 bytes a chunk, as the file does, so that the table never takes more memory than the file
+// has bytes. Positions are not stored: by the layout rule they follow from the sizes (chunks stand
+// one behind another from byte 12 on, an odd-sized one with one pad byte). One chunk may be larger
+// than 32 bits can say: the `data` of an RF64 file, behind which nothing can stand.
 class RIFFChunkTable {
  public:
   static constexpr int64_t kFirstPosition = 12;  // behind the container header

@@ -10,13 +10,15 @@
 namespace wavecodec {
 namespace {
 
-constexpr uint32_t kSizeIn64Bits = 0xFFFFFFFF;  // an RF64 size that 32 bits cannot say (EBU Tech 3306)
+constexpr uint32_t kSizeIn64Bits =
+    0xFFFFFFFF;  // an RF64 size that 32 bits cannot say (EBU Tech 3306)
 constexpr size_t kContainerHeaderSize = 12;
 constexpr size_t kChunkHeaderSize = 8;
 
 }  // namespace
 
-// A walk through the chunks: what is still before it, as the file and as the container header tell it.
+// A walk through the chunks: what is still before it, as the file and as the container header tell
+// it.
 struct clRIFFHandler::Scan {
   const TraceScope& Trace;
   int64_t FileSizeLeft = 0;
@@ -119,8 +121,7 @@ bool clRIFFHandler::ReadContainerHeader(Scan& scan) {
   scan.FileSizeLeft -= static_cast<int64_t>(kContainerHeaderSize);
   scan.RiffSizeLeft = size >= 4 ? int64_t{size} - 4 : 0;
   if (scan.RiffSizeLeft != scan.FileSizeLeft) {
-    trace.Info()
-        << L"Warning 'RiffSizeLeft != FileSizeLeft' must be extra data on end of file.";
+    trace.Info() << L"Warning 'RiffSizeLeft != FileSizeLeft' must be extra data on end of file.";
   }
   return true;
 }

@@ -12,13 +12,14 @@
 
 namespace wavecodec {
 
-// Tolerant on purpose: a damaged file is reported and then read as far as it makes sense. No size in the
-// file is believed beyond what the file has left.
+// Tolerant on purpose: a damaged file is reported and then read as far as it makes sense. No size
+// in the file is believed beyond what the file has left.
 class clRIFFHandler {
  public:
   clRIFFHandler() { DefaultCreate(); }
 
-  // Scans `file`, which must stay open as long as the handler is used. True when the table is usable.
+  // Scans `file`, which must stay open as long as the handler is used. True when the table is
+  // usable.
   bool Initialize(XFile& file, const STNStdReport& report);
   // Walks the chunks of the file anew. Fails only when there is no size or no RIFF Wave header.
   bool ScanFile();

@@ -1,5 +1,5 @@
-// Signed 64-bit arithmetic that stops at the ends of its range instead of leaving it. Numbers that a
-// host gives (positions, ranges) meet sizes from a file only through these.
+// Signed 64-bit arithmetic that stops at the ends of its range instead of leaving it. Numbers that
+// a host gives (positions, ranges) meet sizes from a file only through these.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,8 @@ constexpr int64_t SaturatingMul(int64_t a, int64_t b) {
   return __builtin_mul_overflow(a, b, &product) ? SaturatedEnd((a < 0) != (b < 0)) : product;
 }
 
-// a * b / c, truncated toward zero, exact wherever the result fits; c is not 0, and b * c fits 63 bits.
+// a * b / c, truncated toward zero, exact wherever the result fits; c is not 0, and b * c fits 63
+// bits.
 constexpr int64_t SaturatingMulDiv(int64_t a, int64_t b, int64_t c) {
   return SaturatingAdd(SaturatingMul(a / c, b), a % c * b / c);
 }

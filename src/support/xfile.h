@@ -1,5 +1,5 @@
-// A file with 64-bit positions, read with positional reads: its position is a number of this object, so
-// moving it costs no system call.
+// A file with 64-bit positions, read with positional reads: its position is a number of this
+// object, so moving it costs no system call.
 #pragma once
 
 #include <array>
@@ -15,8 +15,8 @@ enum class ENXFilePos { Begin, Current, End };
 using XFileHandle = int;
 inline constexpr XFileHandle kNoFile = -1;
 
-// Where a decoder's bytes come from. The operations are virtual so that a network stream can stand in for
-// a file; everything that reads a Wave source takes this class.
+// Where a decoder's bytes come from. The operations are virtual so that a network stream can stand
+// in for a file; everything that reads a Wave source takes this class.
 class XFile {
  public:
   XFile() = default;
@@ -24,31 +24,35 @@ class XFile {
   XFile& operator=(const XFile&) = delete;
   virtual ~XFile() { XFile::Close(); }
 
-  // Opens a regular file for reading. False when it cannot be opened or is something else (a folder, a
-  // pipe, a device), which a Wave file never is.
+  // Opens a regular file for reading. False when it cannot be opened or is something else (a
+  // folder, a pipe, a device), which a Wave file never is.
   virtual bool Open(const wchar_t* name);
-  // Works on a file that is already open; the handle stays its owner's, who keeps it open meanwhile.
+  // Works on a file that is already open; the handle stays its owner's, who keeps it open
+  // meanwhile.
   void Open(XFileHandle handle);
   virtual void Close();
   [[nodiscard]] XFileHandle Handle() const { return FileHandle; }
+  [[nodiscard]] bool IsOpen() const { return FileHandle != kNoFile; }
 
   // Size in bytes, -1 when it cannot be told.
   [[nodiscard]] virtual int64_t Size() const;
   [[nodiscard]] virtual int64_t GetPosition() const { return Position; }
-  // Moves the position, also past the end. False, and no move, when no file is open or the place lies
-  // before the file's start.
+  // Moves the position, also past the end. False, and no move, when no file is open or the place
+  // lies before the file's start.
   [[nodiscard]] virtual bool SetPosition(int64_t offset, ENXFilePos from);
   [[nodiscard]] bool SetPosition(int64_t offset) { return SetPosition(offset, ENXFilePos::Begin); }
 
-  // Reads `count` bytes at the position straight into `buffer`, in one system call when the file has
-  // them. Returns the bytes read, fewer only at the end or on an error; the position moves past them.
+  // Reads `count` bytes at the position straight into `buffer`, in one system call when the file
+  // has them. Returns the bytes read, fewer only at the end or on an error; the position moves past
+  // them.
   [[nodiscard]] virtual size_t Read(void* buffer, size_t count);
-  // The same for headers and other small things: reads through a window of the file, so that what lies
-  // side by side costs one system call.
+  // The same for headers and other small things: reads through a window of the file, so that what
+  // lies side by side costs one system call.
   [[nodiscard]] virtual size_t ReadSmall(void* buffer, size_t count);
 
  private:
-  static constexpr size_t kWindowSize = 4096;  // holds all headers of an ordinary file before its audio
+  static constexpr size_t kWindowSize =
+      4096;  // holds all headers of an ordinary file before its audio
 
   // Reads at least `needed` bytes where the file has them, and up to `room`.
   [[nodiscard]] size_t ReadAt(void* buffer, size_t needed, size_t room, int64_t position) const;

@@ -26,9 +26,9 @@ class XMem {
   }
   ~XMem() = default;
 
-  // Makes the block `bytes` long; what is new in it is not set. Memory is only asked for when the block
-  // grows past the most it ever held. `keep` keeps the contents that fit. False when there is no
-  // memory: the block is then as it was with `keep`, and empty without.
+  // Makes the block `bytes` long; what is new in it is not set. Memory is only asked for when the
+  // block grows past the most it ever held. `keep` keeps the contents that fit. False when there is
+  // no memory: the block is then as it was with `keep`, and empty without.
   [[nodiscard]] bool SetSize(size_t bytes, bool keep = false) {
     if (bytes > Capacity) {
       if (!keep) Free();

@@ -10,8 +10,11 @@ namespace {
 constexpr uint32_t kReplacement = 0xFFFD;
 constexpr uint32_t kRawByteBase = 0xDC00;  // U+DC80..U+DCFF stand for the bytes 0x80..0xFF
 
+constexpr uint32_t CodePoint(wchar_t unit) { return static_cast<uint32_t>(unit); }
 constexpr bool IsSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
-constexpr bool IsRawByte(uint32_t c) { return c >= kRawByteBase + 0x80 && c <= kRawByteBase + 0xFF; }
+constexpr bool IsRawByte(uint32_t c) {
+  return c >= kRawByteBase + 0x80 && c <= kRawByteBase + 0xFF;
+}
 
 void AppendCharacter(std::string& out, uint32_t c) {
   if (c > 0x10FFFF || IsSurrogate(c)) c = kReplacement;
@@ -35,8 +38,8 @@ void AppendCharacter(std::string& out, uint32_t c) {
   }
 }
 
-// Length of the valid UTF-8 sequence at the front of `bytes`, its character in `c`; 0 when there is none
-// (RFC 3629: no overlong forms, no surrogates, nothing past U+10FFFF).
+// Length of the valid UTF-8 sequence at the front of `bytes`, its character in `c`; 0 when there is
+// none (RFC 3629: no overlong forms, no surrogates, nothing past U+10FFFF).
 size_t ReadCharacter(std::string_view bytes, uint32_t& c) {
   const auto lead = static_cast<uint8_t>(bytes.front());
   if (lead < 0x80) {
@@ -60,7 +63,7 @@ constexpr wchar_t FoldAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'
 }  // namespace
 
 void AppendUtf8(std::string& out, std::wstring_view text) {
-  for (const wchar_t c : text) AppendCharacter(out, static_cast<uint32_t>(c));
+  for (const wchar_t c : text) AppendCharacter(out, CodePoint(c));
 }
 
 std::string ToUtf8(std::wstring_view text) {
@@ -73,12 +76,11 @@ std::string ToUtf8(std::wstring_view text) {
 std::string ToFileNameBytes(std::wstring_view name) {
   std::string out;
   out.reserve(name.size());
-  for (const wchar_t unit : name) {
-    const auto c = static_cast<uint32_t>(unit);
-    if (IsRawByte(c)) {
-      out += static_cast<char>(c - kRawByteBase);
+  for (const wchar_t c : name) {
+    if (IsRawByte(CodePoint(c))) {
+      out += static_cast<char>(CodePoint(c) - kRawByteBase);
     } else {
-      AppendCharacter(out, c);
+      AppendCharacter(out, CodePoint(c));
     }
   }
   return out;

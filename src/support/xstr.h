@@ -15,8 +15,8 @@ using XStr = std::wstring;
 std::string ToUtf8(std::wstring_view text);
 void AppendUtf8(std::string& out, std::wstring_view text);
 
-// Bytes of a file name: UTF-8, except that U+DC80 to U+DCFF stand for the raw bytes 0x80 to 0xFF, so that
-// a name that is not valid UTF-8 can be named.
+// Bytes of a file name: UTF-8, except that U+DC80 to U+DCFF stand for the raw bytes 0x80 to 0xFF,
+// so that a name that is not valid UTF-8 can be named.
 std::string ToFileNameBytes(std::wstring_view name);
 // The reverse: whatever is not valid UTF-8 becomes U+DC80 to U+DCFF.
 XStr FromFileNameBytes(std::string_view bytes);

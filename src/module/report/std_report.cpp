@@ -15,8 +15,8 @@ constexpr std::wstring_view kEnter = L"->->";
 constexpr std::wstring_view kLeave = L"<-<-";
 constexpr size_t kIndent = 2;
 
-// Shared by all instances of the process. A failing operation leaves the indentation deeper for good:
-// that is part of the report's format.
+// Shared by all instances of the process. A failing operation leaves the indentation deeper for
+// good: that is part of the report's format.
 struct SharedState {
   std::recursive_mutex Access;
   size_t SpaceAdder = 0;  // blanks in front of a debug line
@@ -28,8 +28,8 @@ SharedState& State() {
   return state;
 }
 
-// Keeps a write to a closed pipe from ending the host: SIGPIPE is held back on this thread, and one that
-// came meanwhile is taken away again.
+// Keeps a write to a closed pipe from ending the host: SIGPIPE is held back on this thread, and one
+// that came meanwhile is taken away again.
 class SigPipeGuard {
  public:
   SigPipeGuard() {
@@ -102,8 +102,7 @@ void StdReport::WriteNotice(std::wstring_view msg, const STNStdReport& report, c
   if (IsOpen(handle)) WriteFile(handle, GetFinalMsg({}, msg, function, true));
 }
 
-void StdReport::WriteINFO(std::wstring_view msg, const STNStdReport& report,
-                          const char* function) {
+void StdReport::WriteINFO(std::wstring_view msg, const STNStdReport& report, const char* function) {
   WriteNotice(msg, report, function, L"*** Information: ", report.InformationHandle);
 }
 

@@ -1,9 +1,11 @@
-// The diagnostic report: the one place that writes it, and the two forms in which the module says things.
+// The diagnostic report: the one place that writes it, and the two forms in which the module says
+// things.
 //
 //   TraceScope trace(report, "Open");            // "->->  [Open]" and, indented, what follows
 //   DebugLine(report) << L"Bytes: " << bytes;    // one line made of pieces
-//   ErrorLine(report, "Open") << L"Error ...";   // to the error handle, and a copy to the debug handle
-//   return trace.Leave(true);                    // "<-<-  [Open]"; a failure returns without it
+//   ErrorLine(report, "Open") << L"Error ...";   // to the error handle, and a copy to the debug
+//   handle return trace.Leave(true);                    // "<-<-  [Open]"; a failure returns
+//   without it
 //
 // A report that goes nowhere costs no formatting.
 #pragma once
@@ -20,9 +22,9 @@ namespace wavecodec {
 
 class StdReport {
  public:
-  // One piece of debug text. `end_line` ends the line, with `function` in brackets when it is not null.
-  // Text that begins "->->" or "<-<-" opens or closes a level of indentation; `prefix`, when not null,
-  // replaces the indentation.
+  // One piece of debug text. `end_line` ends the line, with `function` in brackets when it is not
+  // null. Text that begins "->->" or "<-<-" opens or closes a level of indentation; `prefix`, when
+  // not null, replaces the indentation.
   static void WriteDEBUG(std::wstring_view msg, const STNStdReport& report, const char* function,
                          bool end_line, const wchar_t* prefix = nullptr);
   // A warning: to the information handle, and with its prefix to the debug handle.
@@ -30,8 +32,8 @@ class StdReport {
   // A failure: to the error handle, and with its prefix to the debug handle.
   static void WriteERROR(std::wstring_view msg, const STNStdReport& report, const char* function);
 
-  // The whole text of a piece: prefix, message and, at the end of a line, the bracketed function name
-  // (when there is one) and CR LF.
+  // The whole text of a piece: prefix, message and, at the end of a line, the bracketed function
+  // name (when there is one) and CR LF.
   static XStr GetFinalMsg(std::wstring_view prefix, std::wstring_view msg, const char* function,
                           bool end_line);
   // Writes `text` as UTF-8 with one system call. What becomes of it is not looked at; a closed pipe
@@ -49,7 +51,8 @@ class StdReport {
 // A record whose three handles are all the standard error.
 STNStdReport StdReportToStdErr();
 
-// One report line, collected from pieces and written when the object ends (at the end of the statement).
+// One report line, collected from pieces and written when the object ends (at the end of the
+// statement).
 class ReportLine {
  public:
   enum class Kind { Debug, Information, Error };
@@ -62,6 +65,10 @@ class ReportLine {
   ReportLine& operator<<(std::wstring_view piece);
   ReportLine& operator<<(std::integral auto number) {
     return Wanted ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  }
+  // A piece that takes work: `make_piece` is only called when the line goes somewhere.
+  ReportLine& operator<<(std::invocable auto make_piece) {
+    return Wanted ? *this << std::wstring_view(make_piece()) : *this;
   }
 
  private:

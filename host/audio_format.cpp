@@ -1,0 +1,77 @@
+#include "audio_format.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace wavehost {
+namespace {
+
+// A sub-format GUID stands for a tag when it is the tag followed by these bytes.
+constexpr uint8_t kTagGuidTail[] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
+                                    0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
+
+}  // namespace
+
+bool IsExtensible(const WAVEFORMATEXTENSIBLE& format) {
+  return format.Format.wFormatTag == WaveFormatExtensibleTag && format.Format.cbSize >= 22;
+}
+
+uint16_t EffectiveTag(const WAVEFORMATEXTENSIBLE& format) {
+  const uint8_t* const guid = format.SubFormat.Bytes;
+  if (!IsExtensible(format) || std::memcmp(guid + 2, kTagGuidTail, sizeof(kTagGuidTail)) != 0) {
+    return format.Format.wFormatTag;
+  }
+  return static_cast<uint16_t>(guid[0] | guid[1] << 8);
+}
+
+uint16_t ValidBits(const WAVEFORMATEXTENSIBLE& format) {
+  const uint16_t bits = format.Format.wBitsPerSample;
+  const uint16_t valid = IsExtensible(format) ? format.wValidBitsPerSample : bits;
+  return valid == 0 ? bits : std::min(valid, bits);
+}
+
+std::string CodecName(const WAVEFORMATEXTENSIBLE& format) {
+  const char* const suffix = IsExtensible(format) ? " (extensible)" : "";
+  switch (const uint16_t tag = EffectiveTag(format)) {
+    case WaveFormatPCM:
+      return fmt::format("PCM{}", suffix);
+    case WaveFormatADPCM:
+      return fmt::format("ADPCM{}", suffix);
+    case WaveFormatIEEEFloat:
+      return fmt::format("IEEE float{}", suffix);
+    case WaveFormatALaw:
+      return fmt::format("A-law{}", suffix);
+    case WaveFormatMuLaw:
+      return fmt::format("mu-law{}", suffix);
+    case WaveFormatMPEG:
+      return fmt::format("MPEG{}", suffix);
+    case WaveFormatMPEGLayer3:
+      return fmt::format("MPEG layer 3{}", suffix);
+    default:
+      return fmt::format("unknown format 0x{:04X}", tag);
+  }
+}
+
+bool IsStoredAsDelivered(const STZuAudioInfo& info) {
+  return static_cast<uint32_t>(info.bitRate) == info.format.Format.nAvgBytesPerSec * 8;
+}
+
+uint64_t WholeFrames(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes) {
+  return bytes / std::max<uint64_t>(format.Format.nBlockAlign, 1);
+}
+
+uint64_t Milliseconds(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes) {
+  const uint64_t frames = WholeFrames(format, bytes);
+  const uint64_t rate = std::max<uint64_t>(format.Format.nSamplesPerSec, 1);
+  return frames / rate * 1000 + frames % rate * 1000 / rate;
+}
+
+std::string TimeText(uint64_t milliseconds) {
+  const uint64_t seconds = milliseconds / 1000;
+  return fmt::format("{}:{:02}:{:02}.{:03}", seconds / 3600, seconds / 60 % 60, seconds % 60,
+                     milliseconds % 1000);
+}
+
+}  // namespace wavehost

@@ -1,0 +1,60 @@
+#include "codec_module.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <string>
+#include <system_error>
+
+#include "error.h"
+#include "process.h"
+#include "text.h"
+
+namespace wavehost {
+
+namespace fs = std::filesystem;
+
+void CodecModule::Closer::operator()(void* handle) const { dlclose(handle); }
+
+void* CodecModule::Symbol(const char* name) const {
+  void* const symbol = dlsym(library_.get(), name);
+  if (symbol == nullptr) {
+    throw Error(fmt::format("the module has no '{}', so it is no codec module", name));
+  }
+  return symbol;
+}
+
+template <typename Function>
+void CodecModule::Bind(Function& function, const char* name) const {
+  function = reinterpret_cast<Function>(Symbol(name));
+}
+
+CodecModule::CodecModule(const fs::path& file) {
+  // A name without a folder would be looked for in the system's library folders.
+  std::error_code failure;
+  const fs::path full = fs::absolute(file, failure);
+  library_.reset(dlopen((failure ? file : full).c_str(), RTLD_NOW | RTLD_LOCAL));
+  if (library_ == nullptr) {
+    const char* const reason = dlerror();
+    throw Error(fmt::format("cannot load the codec module '{}': {}", Displayable(file.native()),
+                            Displayable(reason == nullptr ? "" : reason)));
+  }
+  Bind(Create, "Create");
+  Bind(Destroy, "Destroy");
+  Bind(Open, "Open");
+  Bind(Close, "Close");
+  Bind(DecodeBlock, "DecodeBlock");
+  Bind(Get, "Get");
+  Bind(Set, "Set");
+  *static_cast<void**>(Symbol("gInstance")) = library_.get();
+}
+
+fs::path DefaultModuleFile() {
+  const fs::path folder = ExecutableFolder();
+  const fs::path beside = folder / "wave.dll";
+  const fs::path installed = folder / "../lib/wavecodec/wave.dll";
+  std::error_code failure;
+  return !fs::exists(beside, failure) && fs::exists(installed, failure) ? installed : beside;
+}
+
+}  // namespace wavehost

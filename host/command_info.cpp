@@ -1,0 +1,114 @@
+// Describes files.
+#include <fmt/format.h>
+
+#include "audio_format.h"
+#include "commands.h"
+#include "console.h"
+#include "decoder_session.h"
+#include "error.h"
+#include "text.h"
+
+namespace wavehost {
+namespace {
+
+struct Description {
+  WAVEFORMATEXTENSIBLE format = {};
+  uint32_t bit_rate = 0;
+  uint64_t length_ms = 0;
+  uint64_t bytes = 0;
+  bool plain = false;   // the decoded format is the stored one too: the rest can be told from it
+  std::string problem;  // why it cannot be decoded; empty when it can
+};
+
+Description Describe(const CodecModule& module, const std::string& file, bool show_report) {
+  DecoderSession session(module, show_report);
+  STZuOpenDecoder record;
+  Description description;
+  if (!session.TryOpen(file, ZuOpenInfo | ZuOpenDecode, record)) {
+    description.problem = session.ErrorText();
+    // A file that is understood but cannot be decoded has its description filled in.
+    if (record.audioInfo.format.Format.nAvgBytesPerSec == 0) throw Error(description.problem);
+  }
+  const STZuAudioInfo& audio = record.audioInfo;
+  description.format = audio.format;
+  description.bit_rate = static_cast<uint32_t>(audio.bitRate);
+  description.length_ms = audio.lengthMs;
+  description.bytes = audio.lengthBytes;
+  description.plain = description.problem.empty() && IsStoredAsDelivered(audio);
+  return description;
+}
+
+nlohmann::ordered_json Json(const std::string& file, const Description& description) {
+  const WAVEFORMATEXTENSIBLE& format = description.format;
+  nlohmann::ordered_json json = {
+      {"file", file},
+      {"format", description.plain ? CodecName(format) : "compressed"},
+      {"channels", uint32_t{format.Format.nChannels}},
+      {"sampleRate", uint32_t{format.Format.nSamplesPerSec}},
+  };
+  if (description.problem.empty()) json["bits"] = uint32_t{format.Format.wBitsPerSample};
+  if (description.plain) {
+    if (IsExtensible(format)) {
+      json["validBits"] = ValidBits(format);
+      json["channelMask"] = uint32_t{format.dwChannelMask};
+    }
+    json["frames"] = WholeFrames(format, description.bytes);
+  }
+  json["lengthMs"] = description.length_ms;
+  json["bytes"] = description.bytes;
+  json["bitRate"] = description.bit_rate;
+  json["decodable"] = description.problem.empty();
+  if (!description.problem.empty()) json["problem"] = description.problem;
+  return json;
+}
+
+std::string FormatText(const Description& description) {
+  if (!description.problem.empty()) return "compressed, cannot be decoded";
+  const std::string name = CodecName(description.format);
+  return description.plain ? name : fmt::format("compressed, decoded to {}", name);
+}
+
+std::string BitsText(const WAVEFORMATEXTENSIBLE& format) {
+  const uint32_t bits = format.Format.wBitsPerSample;
+  const uint32_t valid = ValidBits(format);
+  return valid == bits ? fmt::to_string(bits) : fmt::format("{} in {}", valid, bits);
+}
+
+std::string LengthText(const Description& description) {
+  const std::string time = TimeText(description.length_ms);
+  if (!description.plain) return time;
+  const uint64_t frames = WholeFrames(description.format, description.bytes);
+  return fmt::format("{} ({} sample frames)", time, frames);
+}
+
+std::string Text(const std::string& file, const Description& description) {
+  const tWAVEFORMATEX& format = description.format.Format;
+  std::string text = Displayable(file) + "\n";
+  const auto add = [&](const char* label, const std::string& value) {
+    text += fmt::format("  {:<13}{}\n", label, value);
+  };
+  add("Format", FormatText(description));
+  if (!description.problem.empty()) add("Problem", description.problem);
+  add("Channels", fmt::to_string(uint32_t{format.nChannels}));
+  add("Sample rate", fmt::format("{} Hz", uint32_t{format.nSamplesPerSec}));
+  if (description.problem.empty()) add("Bits", BitsText(description.format));
+  add("Length", LengthText(description));
+  add("Bytes", fmt::to_string(description.bytes));
+  add("Bit rate", fmt::format("{:.10g} kbit/s", description.bit_rate / 1000.0));
+  return text;
+}
+
+}  // namespace
+
+int RunInfo(const CodecModule& module, const CommandLine& line) {
+  const FileOutput output = line.global.json ? FileOutput::Json : FileOutput::Text;
+  std::string separator;
+  return ForEachFile(line.files, output, [&](const std::string& file) {
+    const Description description = Describe(module, file, line.global.report);
+    FileResult result{JsonLine(Json(file, description)), separator + Text(file, description)};
+    separator = "\n";
+    return result;
+  });
+}
+
+}  // namespace wavehost

@@ -1,0 +1,13 @@
+// The commands. Each returns the exit status.
+#pragma once
+
+#include "codec_module.h"
+#include "command_line.h"
+
+namespace wavehost {
+
+int RunInfo(const CodecModule& module, const CommandLine& line);
+int RunDecode(const CodecModule& module, const CommandLine& line);
+int RunFormats(const CodecModule& module, const CommandLine& line);
+
+}  // namespace wavehost

@@ -1,0 +1,62 @@
+#include "module/decoder.h"
+
+#include "module/report/std_report.h"
+
+namespace wavecodec {
+
+// Nothing of an earlier source shows through, whatever state it was left in.
+void clDecoder::StartFromNothing() {
+  WaveDecoder.emplace();
+  Source.Close();
+}
+
+bool clDecoder::Open(STZuOpenDecoder& record) {
+  StartFromNothing();
+  const TraceScope trace(Report, "Open");
+  const auto asked_for = [&](uint32_t flags) { return (record.flags & flags) != 0; };
+  if (asked_for(ZuOpenPackets)) {
+    return trace.Fail(L"Error cannot decode external-packet data.");
+  }
+  const std::wstring_view name = record.fileName != nullptr ? record.fileName : L"";
+  DebugLine(Report) << L"Opening file '" << name << L"' for read access: ";
+  if (!Source.Open(record.fileName)) {
+    return trace.Fail(L"Error opening file '", name, L"' check no other program has it open.");
+  }
+  DebugLine(Report) << L"Opened";
+  DebugLine(Report) << L"Reading Audio Information";
+  if (!WaveDecoder->Initialize(Source.Handle(), Report, DecodeFrom, DecodeTo)) return false;
+  DebugLine(Report) << L"Read Audio Information";
+  if (asked_for(ZuOpenInfo | ZuOpenDecode)) {
+    DebugLine(Report) << L"Writing Audio Information";
+    if (!WaveDecoder->FillAudioInfo(record.audioInfo)) return false;
+    DebugLine(Report) << L"Written Audio Information";
+  }
+  if (asked_for(ZuOpenDecode)) {
+    DebugLine(Report) << L"Preparing to Decode";
+    if (!WaveDecoder->PrepareToDecodeAudio(record.audioInfo)) return false;
+    DebugLine(Report) << L"Prepared Decoding";
+  }
+  return trace.Leave(true);
+}
+
+bool clDecoder::Close(STZuEncoderFluid* fluid) {
+  const TraceScope trace(Report, "Close");
+  WaveDecoder->Close(fluid);
+  Source.Close();
+  return trace.Leave(true);
+}
+
+bool clDecoder::SetPosition(int64_t frames) {
+  const TraceScope trace(Report, "SetPosition");
+  // Without a source the decoder has no report yet to say so itself.
+  if (!Source.IsOpen()) return trace.Fail(L"Error SetPosition returned false.");
+  return WaveDecoder->SetPosition(frames) && trace.Leave(true);
+}
+
+bool clDecoder::DeleteATag(const wchar_t* /*file_name*/, const wchar_t* /*names*/) {
+  const TraceScope trace(Report, "DeleteATag");
+  trace.Fail(L"Error this version of the module cannot delete tags.");
+  return trace.Leave(false);
+}
+
+}  // namespace wavecodec

@@ -1,0 +1,101 @@
+// Decoding a Wave source: finding its format, delivering its blocks, seeking.
+#pragma once
+
+#include <cstdint>
+
+#include "riff/riff_handler.h"
+#include "support/xfile.h"
+#include "support/xmem.h"
+#include "support/xstr.h"
+#include "wave/audio_buffer.h"
+#include "wave/sample_converter.h"
+#include "wave/wave_format.h"
+#include "wavecodec/codec_module.h"
+
+namespace wavecodec {
+
+class TraceScope;
+
+// Everything about decoding that does not depend on where the bytes come from. An object serves one
+// source: the next one gets a new object. Every operation that fails has written its error line.
+//
+// Life: Initialize (scan) -> PullOutFMTnDATA (format known) -> PrepareToDecodeAudio -> DecodeBlock
+// and SetPosition -> Close.
+class clWaveDecoderCore {
+ public:
+  clWaveDecoderCore(const clWaveDecoderCore&) = delete;
+  clWaveDecoderCore& operator=(const clWaveDecoderCore&) = delete;
+
+  // Finds the `fmt `, `data` and `fact` chunks and takes in the format; once, later calls cost
+  // nothing.
+  bool PullOutFMTnDATA();
+  // Tells format, bit rate and length of the decode range. The format is provisional: what a host
+  // can expect before a converter was asked.
+  bool FillAudioInfo(STZuAudioInfo& info);
+  // Makes ready for DecodeBlock at the start of the range; puts the decoded format into `info`.
+  bool PrepareToDecodeAudio(STZuAudioInfo& info);
+  // Delivers the next block: at most 64 KiB of whole frames, by pointer, with one read of the
+  // source.
+  bool DecodeBlock(STZuAudioBlock& block);
+  // Moves to a sample frame of the decode range. On failure nothing has moved.
+  bool SetPosition(int64_t frames);
+  void Close(STZuEncoderFluid* fluid);
+
+  // The decode range as positions in the source, always within the `data` chunk.
+  [[nodiscard]] int64_t CalcDecodeFrom() const;
+  [[nodiscard]] int64_t CalcDecodeTo() const;
+  // Stored bytes, and milliseconds, of the decode range.
+  [[nodiscard]] int64_t CalcStreamLengthBytes() const;
+  [[nodiscard]] int64_t CalcStreamLengthmS() const;
+
+  // Reads `bytes` bytes at `position` of `file`: all of them, or it is an error.
+  static bool ReadFileIntoMemory(void* target, uint32_t bytes, int64_t position, XFile& file,
+                                 const STNStdReport& report);
+
+ protected:
+  // `source` lies in the derived object and is opened by it.
+  explicit clWaveDecoderCore(XFile& source) : Source(source) {}
+  ~clWaveDecoderCore() = default;
+
+  // Stores report and range (sample frames; to -1 is the end) and scans the open source.
+  bool Initialize(const STNStdReport& report, int64_t decode_from, int64_t decode_to);
+
+ private:
+  bool ReadFormat(const STRIFFChunk& fmt, const TraceScope& trace);
+  void ReadFact(const TraceScope& trace);
+  bool ReadDataBlock();
+  [[nodiscard]] int64_t PositionOfFrame(int64_t frames) const;
+
+  XFile& Source;
+  STNStdReport Report{};
+  clRIFFHandler Riff;
+  XMem FmtBytes;  // the `fmt ` chunk's body; not empty once the format is known
+  XAudioWFX FileWFX;
+  XAudioWFX OutWFX;
+  uint64_t FactSamples = 0;  // 0: not told
+  XAudioACMDecoder Converter;
+  XAudioBufferNew InputBuffer;
+  int64_t DecodeFrom = 0;
+  int64_t DecodeTo = kToTheEnd;
+  int64_t DataStart = 0;
+  int64_t DataEnd = 0;
+  int64_t ReadPosition = 0;  // of the next byte to read
+  int64_t BytesLeft = 0;     // stored bytes from there to the end of the range
+
+  static constexpr int64_t kToTheEnd = -1;
+};
+
+// The decoder of a file on a local disk.
+class clWaveDecoder final : public clWaveDecoderCore {
+ public:
+  clWaveDecoder() : clWaveDecoderCore(File) {}
+
+  // Scans the file behind an open handle, which stays the caller's.
+  bool Initialize(XFileHandle handle, const STNStdReport& report, int64_t decode_from,
+                  int64_t decode_to);
+
+ private:
+  XFile File;
+};
+
+}  // namespace wavecodec

@@ -1,0 +1,95 @@
+// Damaged files: whatever the bytes, a call ends with a result, and audio comes from inside the
+// file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "support.h"
+
+namespace wavecodec::test {
+namespace {
+
+std::vector<std::string> Seeds() {
+  const std::string data = Noise(3000);
+  const std::string fmt = Fmt(1, 2, 44100, 16);
+  const std::string wide =
+      Chunk("fmt ", LE(0xFFFE, 2) + LE(2, 2) + LE(48000, 4) + LE(288000, 4) + LE(6, 2) + LE(24, 2) +
+                        LE(22, 2) + LE(24, 2) + LE(3, 4) + LE(1, 4) + Noise(12));
+  return {
+      Riff(fmt + Chunk("data", data)),
+      Riff(Chunk("JUNK", "pad") + wide + Chunk("fact", LE(100, 4)) + Chunk("data", data) +
+           Chunk("LIST", "INFOINAM" + LE(4, 4) + "Name")),
+      "RF64" + LE(0xFFFFFFFF, 4) + "WAVE" + Chunk("ds64", Noise(28)) + Fmt(3, 1, 8000, 64) +
+          "data" + LE(0xFFFFFFFF, 4) + data,
+      Riff(Fmt(85, 2, 44100, 0) + Chunk("data", data)),
+  };
+}
+
+// Opens, decodes and seeks; false when more came out than the file holds.
+bool Survives(const TempFile& file, size_t file_size, uint32_t random) {
+  Instance decoder;
+  decoder.Range(random % 7 == 0 ? static_cast<int64_t>(random) - 1000 : 0,
+                random % 5 == 0 ? static_cast<int64_t>(random) * 1000 : -1);
+  decoder.Open(file.Name(), random % 32 & ~uint32_t{ZuOpenPackets});
+  const size_t first = decoder.DecodeAll().size();
+  decoder.Seek(static_cast<int64_t>(random % 3000) - 100);
+  const size_t second = decoder.DecodeAll().size();
+  return first <= file_size + 1 && second <= file_size + 1;
+}
+
+TEST(Damage, EveryLengthOfAFile) {
+  const TempFile file;
+  for (const std::string& seed : Seeds()) {
+    for (size_t length = 0; length <= seed.size(); length += length < 200 ? 1 : 97) {
+      file.Write(seed.substr(0, length));
+      ASSERT_TRUE(Survives(file, length, ZuOpenDecode)) << length;
+    }
+  }
+}
+
+TEST(Damage, TenThousandMutations) {
+  std::mt19937 random(20240229);  // NOLINT(cert-msc*): the same files in every run
+  const auto seeds = Seeds();
+  const TempFile file;
+  constexpr uint32_t kTelling[] = {0, 1, 0x7F, 0x80, 0xFF, 0x52};
+  for (int round = 0; round < 10000; ++round) {
+    std::string bytes = seeds[random() % seeds.size()];
+    const size_t reach = random() % 3 == 0 ? bytes.size() : std::min<size_t>(bytes.size(), 120);
+    for (auto changes = random() % 6; changes-- > 0;) {
+      bytes[random() % reach] =
+          static_cast<char>(random() % 2 ? kTelling[random() % std::size(kTelling)] : random());
+    }
+    if (random() % 4 == 0) bytes.resize(random() % bytes.size());
+    if (random() % 8 == 0) bytes.insert(random() % (bytes.size() + 1), Noise(random() % 40));
+    file.Write(bytes);
+    ASSERT_TRUE(Survives(file, bytes.size(), static_cast<uint32_t>(random()))) << "round " << round;
+  }
+}
+
+TEST(Damage, AMillionTinyChunks) {
+  std::string chunks;
+  for (int i = 0; i < 1000000; ++i) chunks += std::string("tiny\0\0\0\0", 8);
+  const std::string data = Noise(100);
+  const TempFile file(Riff(chunks + Fmt(1, 1, 8000, 16) + Chunk("data", data)));
+  Instance decoder;
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  EXPECT_EQ(decoder.DecodeAll(), data);
+}
+
+TEST(Damage, ClaimsOfFourGiBInAHundredBytes) {
+  for (const char* id : {"fmt ", "data", "LIST"}) {
+    std::string bytes = Riff(Fmt(1, 2, 44100, 16) + Chunk("data", Noise(48)));
+    bytes = bytes.substr(0, 4) + LE(0xFFFFFFFE, 4) + bytes.substr(8, 4) + id + LE(0xFFFFFFF0, 4) +
+            bytes.substr(12);
+    const TempFile file(bytes);
+    CapturedReport report;
+    Instance decoder(report.Record);
+    decoder.Open(file.Name(), ZuOpenDecode);
+    EXPECT_TRUE(report.Errors().starts_with("Error Chunk is out of file.  [ScanFile]\r\n"));
+    EXPECT_LE(decoder.DecodeAll().size(), bytes.size());
+  }
+}
+
+}  // namespace
+}  // namespace wavecodec::test

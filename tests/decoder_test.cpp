@@ -1,0 +1,367 @@
+// The module through its entry points, as a host sees it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+#include <thread>
+#include <vector>
+
+#include "support.h"
+
+namespace wavecodec::test {
+namespace {
+
+constexpr uint32_t kAll = ZuOpenDecode | ZuOpenInfo | ZuOpenTags | ZuOpenProperties;
+
+std::string Stereo16(std::string_view data) {
+  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data));
+}
+
+// A trace without the indentation that earlier failures in this process have left.
+std::string Outermost(const std::string& trace) {
+  const std::string indentation(trace.find_first_not_of(' '), ' ');
+  std::string text;
+  for (size_t at = 0, end = 0; at < trace.size(); at = end) {
+    end = trace.find('\n', at) + 1;
+    const bool indented = trace.compare(at, indentation.size(), indentation) == 0;
+    at += indented ? indentation.size() : 0;
+    text += trace.substr(at, end - at);
+  }
+  return text;
+}
+
+TEST(Decoder, WritesItsWholeTrace) {
+  const TempFile file(Riff(Fmt(1, 2, 44100, 16) + Chunk("fact", LE(7, 4)) +
+                           Chunk("data", std::string(140000, 'a'))));
+  CapturedReport report;
+  {
+    Instance decoder(report.Record);
+    ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(decoder.Decode());
+    EXPECT_TRUE(decoder.Seek(10));
+    decoder.Close();
+  }
+  const std::string name = file.Path.native();
+  EXPECT_EQ(
+      Outermost(report.Debug()),
+      "->->  [Open]\r\n"
+      "  Opening file '" +
+          name +
+          "' for read access: \r\n"
+          "  Opened\r\n"
+          "  Reading Audio Information\r\n"
+          "  ->->  [Initialize]\r\n"
+          "  <-<-  [Initialize]\r\n"
+          "  ->->  [Initialize]\r\n"
+          "    clRIFFHandler::CalcAllChunks: \r\n"
+          "    Ok\r\n"
+          "  <-<-  [Initialize]\r\n"
+          "  ->->  [ScanFile]\r\n"
+          "    clRIFFHandler::CalcAllChunks: \r\n"
+          "    Ok\r\n"
+          "      RIFF Header 'RIFF'  Length: 140048  FormType 'WAVE'  [ScanFile]\r\n"
+          "      Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 140036  ChunkPosition: 12  "
+          "[ScanFile]\r\n"
+          "      Got Chunk 'fact'  Length: 4  RiffSizeLeft: 140012  ChunkPosition: 36  "
+          "[ScanFile]\r\n"
+          "      Got Chunk 'data'  Length: 140000  RiffSizeLeft: 140000  ChunkPosition: 48  "
+          "[ScanFile]\r\n"
+          "    clRIFFHandler::CalcAllChunks: \r\n"
+          "    Ok\r\n"
+          "  <-<-  [ScanFile]\r\n"
+          "  Read Audio Information\r\n"
+          "  Writing Audio Information\r\n"
+          "  ->->  [FillAudioInfo]\r\n"
+          "    ->->  [PullOutFMTnDATA]\r\n"
+          "      Finding 'fmt ' chunk.\r\n"
+          "      Finding 'data' chunk.\r\n"
+          "      Assigning 'fmt ' chunk to WFX\r\n"
+          "      Read 'fact' chunk: 7 samples\r\n"
+          "    <-<-  [PullOutFMTnDATA]\r\n"
+          "    Audio Length: 793 mili-seconds  140000 bytes  1411 kbps\r\n"
+          "  <-<-  [FillAudioInfo]\r\n"
+          "  Written Audio Information\r\n"
+          "  Preparing to Decode\r\n"
+          "  ->->  [PrepareToDecodeAudio]\r\n"
+          "    Calling ACMDecoder.CreateNewConverter\r\n"
+          "    Compressed WFX (on file): Format Tag: 1  Channels: 2  Bits per Sample: 16"
+          "  Samples Per Second: 44100  Bytes Per Second: 176400  Block Align: 4  CB Size: 0\r\n"
+          "    Uncompressed WFX (sent to zu): Format Tag: 1  Channels: 2  Bits per Sample: 16"
+          "  Samples Per Second: 44100  Bytes Per Second: 176400  Block Align: 4  CB Size: 0\r\n"
+          "    Setting Position in File\r\n"
+          "  <-<-  [PrepareToDecodeAudio]\r\n"
+          "  Prepared Decoding\r\n"
+          "<-<-  [Open]\r\n"
+          "->->  [SetPosition]\r\n"
+          "<-<-  [SetPosition]\r\n"
+          "->->  [Close]\r\n"
+          "  ->->  [Close]\r\n"
+          "  <-<-  [Close]\r\n"
+          "<-<-  [Close]\r\n");
+  EXPECT_EQ(report.Errors() + report.Information(), "");
+}
+
+TEST(Decoder, DeliversWholeFramesInBlocks) {
+  const std::string data = Noise(200003);  // three bytes more than whole frames
+  const TempFile file(Stereo16(data));
+  Instance decoder;
+  ASSERT_TRUE(decoder.Open(file.Name(), kAll));
+  const STZuAudioInfo& info = decoder.Record.audioInfo;
+  EXPECT_EQ(info.lengthBytes, 200000U);
+  EXPECT_EQ(info.lengthMs, 1133U);
+  EXPECT_EQ(info.bitRate, 1411200);
+  EXPECT_EQ(decoder.Record.tagData, nullptr);
+  const struct {
+    uint32_t Bytes, Last;
+    uint64_t PositionMs, BlockMs;
+  } blocks[] = {
+      {65536, 0, 0, 371}, {65536, 0, 371, 371}, {65536, 0, 743, 371}, {3392, 1, 1114, 19}};
+  std::string decoded;
+  const void* memory = nullptr;
+  for (const auto& expected : blocks) {
+    ASSERT_TRUE(decoder.Decode());
+    const STZuAudioBlock& block = decoder.Block;
+    EXPECT_EQ(block.byteCount, expected.Bytes);
+    EXPECT_EQ(block.lastBlock, expected.Last);
+    EXPECT_EQ(block.positionMs, expected.PositionMs);
+    EXPECT_EQ(block.blockMs, expected.BlockMs);
+    EXPECT_EQ(block.format.Format.nBlockAlign, 4);
+    EXPECT_TRUE(memory == nullptr || memory == block.data);  // one buffer for all blocks
+    memory = block.data;
+    decoded.append(static_cast<const char*>(block.data), block.byteCount);
+  }
+  EXPECT_EQ(decoded, data.substr(0, 200000));
+  ASSERT_TRUE(decoder.Decode());  // once more at the end: no data, still the last block
+  EXPECT_EQ(decoder.Block.lastBlock, 1U);
+  EXPECT_EQ(decoder.Block.data, nullptr);
+}
+
+TEST(Decoder, RangesAndSeeksStayInsideTheData) {
+  constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+  constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+  const std::string data = Noise(4000);  // 1000 frames
+  const TempFile file(Stereo16(data));
+  const struct {
+    int64_t From, To, Seek;
+    size_t Begin, End;  // frames of the data that come out
+    size_t Length;      // frames that the range is said to have
+  } cases[] = {
+      {0, -1, 0, 0, 1000, 1000},
+      {100, -1, 0, 100, 1000, 900},
+      {100, 300, 50, 150, 300, 200},
+      {10, 5, 0, 0, 0, 0},
+      {5000, -1, 0, 0, 0, 0},
+      {kMax, -1, 0, 0, 0, 0},
+      {kMin, kMax, 1, 1, 1000, 1000},
+      {0, kMin, 0, 0, 0, 0},
+      {kMax / 3, kMax, 0, 0, 0, 0},
+      {0, -1, kMax, 0, 0, 1000},
+      {0, -1, kMax / 4 + 1, 0, 0, 1000},
+      {999, -1, 1, 0, 0, 1},
+      {100, 300, -50, 50, 300, 200},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.From << " to " << c.To << ", seek " << c.Seek);
+    Instance decoder;
+    decoder.Range(c.From, c.To);
+    ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+    EXPECT_EQ(decoder.Record.audioInfo.lengthBytes, c.Length * 4);
+    ASSERT_TRUE(decoder.Seek(c.Seek));
+    EXPECT_EQ(decoder.DecodeAll(), data.substr(c.Begin * 4, (c.End - c.Begin) * 4));
+  }
+  CapturedReport report;
+  Instance decoder(report.Record);
+  EXPECT_FALSE(decoder.Seek(0));  // nothing is open
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  ASSERT_TRUE(decoder.Seek(998));
+  for (const int64_t before_the_file : {int64_t{-12}, kMin, kMin / 4 - 1}) {
+    EXPECT_FALSE(decoder.Seek(before_the_file));
+  }
+  EXPECT_EQ(decoder.DecodeAll(), data.substr(998 * 4));  // the failed seeks moved nothing
+  EXPECT_TRUE(decoder.Seek(0));
+  EXPECT_EQ(decoder.DecodeAll(), data);
+  std::string error = "Error SetPosition returned false.  [SetPosition]\r\n";
+  EXPECT_EQ(report.Errors(), error + error + error + error);
+}
+
+// A range end inside a frame leaves a piece that is no frame: it is not delivered, nor the block
+// before it.
+TEST(Decoder, NeverDeliversAPartialFrameOrABlockTwice) {
+  const std::string data = Noise(4003);
+  const TempFile file(Stereo16(data));
+  Instance decoder;
+  decoder.Range(0, 5000);
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  EXPECT_EQ(decoder.DecodeAll(), data.substr(0, 4000));
+}
+
+TEST(Decoder, FormatsAreDeliveredAsStoredOrRefused) {
+  const std::string guid_tail("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
+  const auto extensible = [&](unsigned sub_tag, unsigned bits) {
+    const unsigned align = 2 * bits / 8;
+    return Chunk("fmt ", LE(0xFFFE, 2) + LE(2, 2) + LE(48000, 4) + LE(48000 * align, 4) +
+                             LE(align, 2) + LE(bits, 2) + LE(22, 2) + LE(bits - 4, 2) + LE(3, 4) +
+                             LE(sub_tag, 2) + guid_tail);
+  };
+  const auto refused = [](const std::string& name) {
+    return "Error Cannot Create Wave Decoder (" + name + ")?  [PrepareToDecodeAudio]\r\n";
+  };
+  const std::string bad_size = "Error 'fmt ' chunk is a bad size.  [PullOutFMTnDATA]\r\n";
+  const std::string fmt = Fmt(1, 2, 8000, 16);
+  const struct {
+    const char* What;
+    std::string Fmt;
+    std::string Error;  // empty: decodes
+  } cases[] = {
+      {"8-bit", Fmt(1, 2, 8000, 8), ""},
+      {"24-bit", Fmt(1, 2, 8000, 24), ""},
+      {"64-bit float", Fmt(3, 2, 8000, 64), ""},
+      {"extensible PCM", extensible(1, 16), ""},
+      {"extensible float", extensible(3, 32), ""},
+      {"14 bytes", Chunk("fmt ", fmt.substr(8, 14)), ""},
+      {"128000 bytes", Chunk("fmt ", fmt.substr(8) + std::string(128000 - 16, 0)), ""},
+      {"128001 bytes", Chunk("fmt ", fmt.substr(8) + std::string(128001 - 16, 0)), bad_size},
+      {"13 bytes", Chunk("fmt ", fmt.substr(8, 13)), bad_size},
+      {"no fmt", "", "Error cannot find 'fmt ' chunk.  [PullOutFMTnDATA]\r\n"},
+      {"FMT in capitals", Chunk("FMT ", fmt.substr(8)),
+       "Error cannot find 'fmt ' chunk.  [PullOutFMTnDATA]\r\n"},
+      {"ADPCM", Fmt(2, 2, 8000, 4), refused("Unknown ACM ID: 2")},
+      {"mu-law", Fmt(7, 2, 8000, 8), refused("Unknown ACM ID: 7")},
+      {"extensible MPEG", extensible(80, 16), refused("MPEG-1 Layer 1 or 2")},
+      {"extensible unknown", extensible(999, 16), refused("Unknown ACM ID: 65534")},
+      {"MPEG layer 3", Fmt(85, 2, 44100, 0),
+       "Error loading external Decoder '" +
+           std::filesystem::path(WAVE_MODULE).replace_filename("mp3.dll").native() +
+           "'  [PrepareToDecodeAudio]\r\n"},
+  };
+  const std::string data = Noise(4800);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.What);
+    const TempFile file(Riff(c.Fmt + Chunk("data", data)));
+    CapturedReport report;
+    Instance decoder(report.Record);
+    EXPECT_EQ(decoder.Open(file.Name(), ZuOpenDecode), c.Error.empty());
+    EXPECT_EQ(report.Errors(), c.Error);
+    EXPECT_EQ(decoder.DecodeAll(), c.Error.empty() ? data : "");
+    if (c.Error.empty() && c.Fmt.size() == 48) {  // the whole format reaches the host
+      EXPECT_EQ(memcmp(&decoder.Block.format, c.Fmt.data() + 8, 40), 0);
+    }
+  }
+}
+
+TEST(Decoder, LengthOfCompressedDataComesFromFact) {
+  const TempFile file(Riff(Fmt(2, 1, 8000, 4) + Chunk("fact", LE(80000, 4)) +
+                           Chunk("data", std::string(4000, 'x'))));
+  Instance decoder;
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenInfo));
+  EXPECT_EQ(decoder.Record.audioInfo.lengthMs, 10000U);
+  EXPECT_EQ(decoder.Record.audioInfo.format.Format.wBitsPerSample, 16);
+  decoder.Range(0, 4000);
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenInfo));
+  EXPECT_EQ(decoder.Record.audioInfo.lengthMs,
+            4000U * 1000 / 1);  // by the stored byte rate, repaired to 1
+}
+
+TEST(Decoder, OpensAnRf64OfFiveGiB) {
+  const TempFile file("RF64" + LE(0xFFFFFFFF, 4) + "WAVE" + Chunk("ds64", std::string(28, 0)) +
+                      Fmt(1, 2, 48000, 24) + "data" + LE(0xFFFFFFFF, 4));
+  const uint64_t start = std::filesystem::file_size(file.Path);
+  constexpr uint64_t kBytes = 5ULL << 30;
+  std::filesystem::resize_file(file.Path, start + kBytes);
+  Instance decoder;
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  EXPECT_EQ(decoder.Record.audioInfo.lengthBytes, kBytes / 6 * 6);
+  EXPECT_EQ(decoder.Record.audioInfo.lengthMs, kBytes / 6 * 6 * 1000 / 288000);
+  ASSERT_TRUE(decoder.Seek(static_cast<int64_t>(kBytes / 6) - 10));
+  EXPECT_EQ(decoder.DecodeAll(), std::string(60, 0));
+}
+
+TEST(Decoder, EachOpenStartsFromNothing) {
+  const std::string data = Noise(1000);
+  const TempFile good(Stereo16(data));
+  const TempFile bad("no Wave file at all");
+  const TempFile no_data(Riff(Fmt(1, 2, 44100, 16)));
+  Instance decoder;
+  ASSERT_TRUE(decoder.Open(good.Name(), ZuOpenDecode));
+  ASSERT_TRUE(decoder.Decode());
+  for (const auto& [name, flags, ok] : std::vector<std::tuple<std::wstring, uint32_t, bool>>{
+           {bad.Name(), kAll, false},
+           {L"/no/such/file", kAll, false},
+           {std::filesystem::temp_directory_path().wstring(), kAll, false},
+           {no_data.Name(), kAll, false},
+           {no_data.Name(), ZuOpenTags | ZuOpenProperties, true},
+           {good.Name(), ZuOpenPackets | ZuOpenDecode, false},
+           {good.Name(), 0, true},
+       }) {
+    EXPECT_EQ(decoder.Open(name, flags), ok);
+    EXPECT_EQ(decoder.DecodeAll(), "");
+    ASSERT_TRUE(decoder.Open(good.Name(), ZuOpenDecode));
+  }
+  EXPECT_EQ(decoder.DecodeAll(), data);
+  decoder.Close();
+  decoder.Close();
+  EXPECT_FALSE(decoder.Seek(0));
+}
+
+TEST(Decoder, AReadThatFailsCanBeRepeated) {
+  const std::string data = Noise(200000);
+  const TempFile file(Stereo16(data));
+  CapturedReport report;
+  Instance decoder(report.Record);
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  ASSERT_TRUE(decoder.Decode());
+  std::filesystem::resize_file(file.Path, 100000);
+  EXPECT_FALSE(decoder.Decode());
+  EXPECT_EQ(report.Errors(), "Error reading data from file.  [ReadDataBlock]\r\n");
+  file.Write(Stereo16(data));
+  EXPECT_EQ(decoder.DecodeAll(), data.substr(65536));
+}
+
+TEST(Decoder, RefusesNullAndKeepsGoing) {
+  const Module& m = Module::Loaded();
+  STZuOpenDecoder open{};
+  STZuAudioBlock block{};
+  STZuCodecGetSet get{};
+  EXPECT_EQ(m.Open(nullptr, &open) + m.Close(nullptr, nullptr) + m.DecodeBlock(nullptr, &block) +
+                m.SetPosition(nullptr, 0) + m.DeleteATag(nullptr, L"x", nullptr) +
+                m.Get(nullptr, L"Decodes", &get) + m.Set(nullptr, L"Decodes", &get),
+            0U);
+  EXPECT_EQ(m.Destroy(nullptr), 1U);
+  CapturedReport report;
+  const Instance decoder(report.Record);
+  EXPECT_EQ(m.Open(decoder.Self, &open), 0U);  // no file name
+  EXPECT_EQ(report.Errors(),
+            "Error opening file '' check no other program has it open.  [Open]\r\n");
+  EXPECT_EQ(m.Open(decoder.Self, nullptr) + m.DecodeBlock(decoder.Self, nullptr) +
+                m.Get(decoder.Self, nullptr, &get) + m.Set(decoder.Self, L"x", nullptr),
+            0U);
+}
+
+TEST(Decoder, OpensNamesThatAreNoUtf8) {
+  const TempFile file(Stereo16("abcd"));
+  const std::filesystem::path odd = file.Path.native() + "\xE4\xC3\xA9.wav";
+  std::filesystem::rename(file.Path, odd);
+  Instance decoder;
+  EXPECT_TRUE(decoder.Open(file.Name() + L"\xDCE4\xE9.wav", ZuOpenDecode));
+  std::filesystem::remove(odd);
+}
+
+TEST(Decoder, ThreadsShareTheReport) {
+  const std::string data = Noise(300000);
+  const TempFile file(Stereo16(data));
+  CapturedReport report;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 20; ++round) {
+        Instance decoder(report.Record);
+        EXPECT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+        EXPECT_EQ(decoder.DecodeAll(), data);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace wavecodec::test

@@ -1,0 +1,79 @@
+#include "module/report/std_report.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "support.h"
+
+namespace wavecodec {
+namespace {
+
+// The indentation is the process's own: what failures of other tests left of it goes first.
+class Report : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (int i = 0; i < 10000; ++i) StdReport::WriteDEBUG(L"<-<-", {}, nullptr, true);
+  }
+  test::CapturedReport Captured;
+  const STNStdReport& R = Captured.Record;
+};
+
+TEST_F(Report, IndentsWhatLiesBetweenEntryAndExit) {
+  {
+    const TraceScope outer(R, "Initialize");
+    {
+      const TraceScope inner(R, "PullOutFMTnDATA");
+      inner.Info() << L"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.";
+      DebugLine(R) << L"x->-> " << -7 << L"!";
+      inner.Leave();
+    }
+    outer.Leave();
+  }
+  EXPECT_EQ(Captured.Debug(),
+            "->->  [Initialize]\r\n"
+            "  ->->  [PullOutFMTnDATA]\r\n"
+            "*** Information: Warning: RIFF chunk has uneven databytes, is non-compliant RIFF."
+            "  [PullOutFMTnDATA]\r\n"
+            "    x->-> -7!\r\n"
+            "  <-<-  [PullOutFMTnDATA]\r\n"
+            "<-<-  [Initialize]\r\n");
+  EXPECT_EQ(
+      Captured.Information(),
+      "Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.  [PullOutFMTnDATA]\r\n");
+  EXPECT_EQ(Captured.Errors(), "");
+}
+
+TEST_F(Report, ContinuesALineAndSurvivesUnevenExits) {
+  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
+  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
+  StdReport::WriteDEBUG(L"->->", R, "B", true);
+  StdReport::WriteDEBUG(L"one ", R, "not shown", false);
+  StdReport::WriteDEBUG(L"two", R, nullptr, true);
+  StdReport::WriteERROR(L"bad", R, nullptr);
+  StdReport::WriteDEBUG(L"<-<-", R, "B", true);
+  EXPECT_EQ(Captured.Debug(),
+            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
+  EXPECT_EQ(Captured.Errors(), "bad\r\n");
+}
+
+TEST_F(Report, FailureLeavesTheIndentationDeeper) {
+  { const TraceScope failing(R, "Fails"); }
+  DebugLine(R) << L"later";
+  StdReport::WriteDEBUG(L"<-<-", R, "repair", true);
+  EXPECT_EQ(Captured.Debug(), "->->  [Fails]\r\n  later\r\n<-<-  [repair]\r\n");
+}
+
+TEST_F(Report, WritesUtf8AndSurvivesAClosedPipe) {
+  const std::wstring text = {0xE9, 0x20AC, 0x1F600, static_cast<wchar_t>(0xD800), L'.'};
+  StdReport::WriteFile(R.DebugHandle, text);
+  EXPECT_EQ(Captured.Debug(), "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD.");
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  StdReport::WriteFile(ends[1], L"nobody reads this");
+  StdReport::WriteFile(-1, L"nor this");
+  close(ends[1]);
+}
+
+}  // namespace
+}  // namespace wavecodec

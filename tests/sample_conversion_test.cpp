@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "wave/audio_buffer.h"
+#include "wave/bits_converter.h"
+#include "wave/sample_converter.h"
+#include "wave/sample_io.h"
+
+namespace wavecodec {
+namespace {
+
+XAudioWFX Float(int channels, int bits) {
+  XAudioWFX format(channels, 44100, bits);
+  format.SetFormatTag(WaveFormatIEEEFloat);
+  return format;
+}
+
+std::string Used(const XAudioBufferNew& buffer) {
+  return {reinterpret_cast<const char*>(buffer.BufferStart()), buffer.GetUsedByte()};
+}
+
+TEST(SampleIO, EveryTypeReadsAndWrites) {
+  const struct {
+    XAudioWFX Format;
+    const wchar_t* Settings;
+    int32_t Written, Read, Raw;
+  } cases[] = {
+      {{1, 8000, 8}, L"", 0, 0, 0},
+      {{1, 8000, 8}, L"", -0x7F000001, INT32_MIN, -128},
+      {{1, 8000, 16}, L"", 0x7FFFFFFF, 0x7FFF0000, 0x7FFF},
+      {{1, 8000, 16}, L"", -1, -0x10000, -1},
+      {{1, 8000, 16}, L"noise=2 dither=1", 0x12348765, 0x12340000, 0x1234},
+      {{1, 8000, 24}, L"", -0x12345678, -0x12345700, -0x123457},
+      {{1, 8000, 24}, L"dither=1", 0x7FFFFFFF, 0x7FFFFF00, 0x7FFFFF},
+      {{1, 8000, 32}, L"dither=1", INT32_MIN, INT32_MIN, INT32_MIN},
+      {Float(1, 32), L"", 0x40000000, 0x40000000, 0x40000000},
+      {Float(1, 64), L"", -0x12345678, -0x12345678, -0x12345678},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Format.WFXToString().c_str());
+    std::vector<uint8_t> memory(9, 0xEE);
+    XAudioRdWr samples(memory.data() + 1, 1, 1, c.Format, c.Settings);  // not aligned
+    samples.PutInt(0, c.Written);
+    samples.PutInt(1, 0);
+    samples.PutInt(-1, 0);
+    EXPECT_EQ(samples.GetInt(0), c.Read);
+    EXPECT_EQ(samples.GetIntRaw(0), c.Raw);
+    EXPECT_DOUBLE_EQ(samples.GetDbl(0), c.Read / 2147483648.0);
+    EXPECT_EQ(samples.GetInt(1), 0);
+    EXPECT_EQ(memory[0], 0xEE);
+    const auto width = static_cast<size_t>(c.Format.BytesPerSample());
+    EXPECT_TRUE(width == 8 || memory[1 + width] == 0xEE);
+    samples.PutIntRaw(0, c.Raw);
+    EXPECT_EQ(samples.GetInt(0), c.Read);
+  }
+  uint8_t memory[4];
+  XAudioRdWr wide(memory, 1, 1, XAudioWFX(1, 8000, 32));
+  for (const auto& [written, read] : std::initializer_list<std::pair<double, int32_t>>{
+           {1.0, INT32_MAX}, {-1.5, INT32_MIN}, {0.5, 1 << 30}, {NAN, 0}, {INFINITY, INT32_MAX}}) {
+    wide.PutDbl(0, written);
+    EXPECT_EQ(wide.GetInt(0), read) << written;
+  }
+  EXPECT_FALSE(XAudioRdWr::TypeOf(XAudioWFX(1, 8000, 12)));
+  EXPECT_FALSE(NOneChannelDither::IsWanted(L"nodither=1 dither=0"));
+}
+
+TEST(BitsConverter, NarrowsInPlaceAndWidensInNewMemory) {
+  // 24-bit stereo: the largest, -1, the smallest, 0x010203
+  uint8_t stored[] = {0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF, 0, 0, 0x80, 3, 2, 1};
+  XAudioBufferNew in;
+  XAudioBitsConv converter;
+  const XAudioWFX format(2, 8000, 24);
+  ASSERT_TRUE(in.InitializeBuffer(stored, sizeof stored, format, false, true));
+  ASSERT_TRUE(converter.ConvertData(in, 32, true, {}, false));
+  EXPECT_NE(converter.Buffer().BufferStart(), stored);
+  EXPECT_EQ(Used(converter.Buffer()),
+            std::string("\0\xFF\xFF\x7F\0\xFF\xFF\xFF\0\0\0\x80\0\3\2\1", 16));
+  ASSERT_TRUE(converter.ConvertData(in, 16, true, L"dither=1", false));
+  EXPECT_EQ(converter.Buffer().BufferStart(), stored);
+  EXPECT_EQ(Used(converter.Buffer()), std::string("\xFF\x7F\xFF\xFF\0\x80\2\1", 8));
+  EXPECT_EQ(converter.Buffer().BlockAlign(), 4);
+  EXPECT_FALSE(converter.ConvertData(in, 64, false, {}, false));
+  EXPECT_FALSE(XAudioBitsConv::Init(XAudioWFX(1, 8000, 12), 16));
+  EXPECT_TRUE(XAudioBitsConv::Init(XAudioWFX(1, 8000, 12), 12));
+  EXPECT_TRUE(XAudioBitsConv::Init(Float(1, 32), 64));
+}
+
+TEST(Converter, HandsOverWhatNeedsNoConversion) {
+  XAudioACMDecoder converter;
+  XAudioWFX wide(2, 48000, 24);
+  wide.ConvertWFXToExtensible();
+  uint8_t stored[12] = {1, 2, 3};
+  for (const XAudioWFX& format : {XAudioWFX(1, 8000, 8), wide, Float(1, 32), Float(2, 64)}) {
+    ASSERT_TRUE(converter.CreateNewConverter(format, true));
+    EXPECT_EQ(converter.GetWFXOut().WFXToString(), format.WFXToString());
+    XAudioBufferNew in;
+    in.InitializeBuffer(stored, sizeof stored, format, false, true);
+    ASSERT_TRUE(converter.ConvertData(in, true, false, true));
+    EXPECT_EQ(converter.Buffer().BufferStart(), stored);
+    ASSERT_TRUE(converter.ConvertData(in, false, false, true));
+    EXPECT_NE(converter.Buffer().BufferStart(), stored);
+    EXPECT_EQ(converter.Buffer().GetUsedByte(), sizeof stored);
+  }
+}
+
+TEST(Converter, MakesIntegersOfFloatWhenAsked) {
+  XAudioACMDecoder converter;
+  ASSERT_TRUE(converter.CreateNewConverter(Float(1, 32), false));
+  EXPECT_EQ(converter.GetWFXOut().WFXFormatTag(), WaveFormatPCM);
+  EXPECT_EQ(converter.GetWFXOut().BitsPerSample(), 32);
+  float stored[] = {0.5F, 1.0F, 2.0F, -1.0F, -1.5F, -0.25F};
+  const int32_t expected[] = {1 << 30, INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN, -(1 << 29)};
+  XAudioBufferNew in;
+  in.InitializeBuffer(stored, sizeof stored, Float(1, 32), false, true);
+  ASSERT_TRUE(converter.ConvertData(in, true, true, false));
+  ASSERT_EQ(converter.Buffer().GetUsedByte(), sizeof expected);
+  EXPECT_EQ(memcmp(converter.Buffer().BufferStart(), expected, sizeof expected), 0);
+  XAudioACMDecoder not_made;
+  EXPECT_FALSE(not_made.ConvertData(in, true, true, false));
+}
+
+TEST(Buffer, CopiesAndGrowsByWholeFrames) {
+  const XAudioWFX format(2, 8000, 16);  // 4 bytes a frame
+  char samples[] = "aaaabbbbccccdddd";
+  XAudioBufferNew buffer;
+  ASSERT_TRUE(buffer.SetBufferSize(2, format, true, false));
+  EXPECT_EQ(buffer.TotalSamples(), 2);
+  EXPECT_TRUE(buffer.AppendAudio(samples, 1));
+  EXPECT_TRUE(buffer.AppendAudio(samples, 3));
+  EXPECT_EQ(Used(buffer), "aaaaaaaabbbbcccc");
+  EXPECT_TRUE(buffer.CopyToBuffer(samples, 1, 3, 1));
+  EXPECT_EQ(Used(buffer), "aaaadddd");  // resized to the end of the copy
+  EXPECT_FALSE(buffer.CopyToBuffer(samples, 1, 0, 3));
+  EXPECT_FALSE(buffer.CopyToBuffer(nullptr, 1, 0, 0));
+  EXPECT_FALSE(buffer.CopyToBuffer(samples, INT64_MAX, 0, 1));
+  char out[13] = "............";
+  EXPECT_TRUE(buffer.CopyFromBuffer(out, 1, 2, 1));
+  EXPECT_STREQ(out, "........dddd");
+  EXPECT_FALSE(buffer.CopyFromBuffer(out, 2, 0, 1));
+  EXPECT_FALSE(buffer.CopyFromBuffer(out, INT64_MAX, 0, 2));
+
+  XAudioBufferNew in_place;
+  ASSERT_TRUE(in_place.InitializeBuffer(samples, 16, format, false, true));
+  EXPECT_TRUE(in_place.CopyToBuffer(out, 1, 2, 0));
+  EXPECT_STREQ(samples, "ddddbbbbccccdddd");  // fits: written where it lies
+  EXPECT_FALSE(in_place.AppendAudio(out, 1));
+  EXPECT_TRUE(in_place.CopyToBuffer(out, 2, 1, 3));
+  EXPECT_FALSE(in_place.IsInPlace());
+  EXPECT_EQ(Used(in_place), "ddddbbbbcccc....dddd");
+  in_place.SetUsedByte(6);
+  in_place.SetStartOffset(99);
+  EXPECT_EQ(in_place() - in_place.BufferStart(), 6);
+}
+
+TEST(Buffer, SilenceIsTheMiddleOfTheRange) {
+  XAudioBufferNew buffer;
+  ASSERT_TRUE(buffer.InitializeBuffer(nullptr, 3, XAudioWFX(1, 8000, 8), true, false));
+  EXPECT_EQ(Used(buffer), "\x80\x80\x80");
+  ASSERT_TRUE(buffer.SetBufferByteSizeNew(5, true, true));
+  buffer.SetUsedByte(9);
+  EXPECT_EQ(Used(buffer), "\x80\x80\x80\x80\x80");
+  const uint8_t* memory = buffer.BufferStart();
+  buffer.Assign(1, 8000, 16);
+  ASSERT_TRUE(buffer.SetBufferByteSizeNew(2, true, false));
+  ASSERT_TRUE(buffer.SetBufferByteSizeNew(5, true, false));
+  EXPECT_EQ(buffer.BufferStart(), memory);  // no new memory within the largest size so far
+  EXPECT_EQ(buffer.GetUsedByte(), 0U);
+  EXPECT_FALSE(buffer.SetBufferSize(INT64_MAX, false, false));
+  buffer.Free();
+  EXPECT_EQ(buffer.GetCapacity(), 0U);
+}
+
+}  // namespace
+}  // namespace wavecodec

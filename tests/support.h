@@ -1,0 +1,151 @@
+// What the tests share: temporary files, a captured report, the loaded module.
+#pragma once
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#define WAVECODEC_NO_PROTOTYPES
+#include "wave_builder.h"
+#include "wavecodec/codec_module.h"
+
+namespace wavecodec::test {
+
+// A file that goes with the object.
+class TempFile {
+ public:
+  explicit TempFile(std::string_view bytes = {}) {
+    std::string name = std::filesystem::temp_directory_path() / "wavecodecXXXXXX";
+    const int handle = mkstemp(name.data());
+    if (handle < 0) throw std::runtime_error("no temporary file");
+    close(handle);
+    Path = name;
+    Write(bytes);
+  }
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+  ~TempFile() { std::filesystem::remove(Path); }
+
+  void Write(std::string_view bytes) const { std::ofstream(Path, std::ios::binary) << bytes; }
+  [[nodiscard]] std::wstring Name() const { return Path.wstring(); }
+
+  std::filesystem::path Path;
+};
+
+// The three handles of a report, each caught in a file of its own.
+class CapturedReport {
+ public:
+  CapturedReport() : Record{Open(0), Open(1), Open(2)} {}
+  CapturedReport(const CapturedReport&) = delete;
+  CapturedReport& operator=(const CapturedReport&) = delete;
+  ~CapturedReport() {
+    for (FILE* file : Files) fclose(file);
+  }
+
+  std::string Errors() { return Text(0); }
+  std::string Information() { return Text(1); }
+  std::string Debug() { return Text(2); }
+
+ private:
+  intptr_t Open(size_t index) {
+    Files[index] = tmpfile();
+    return fileno(Files[index]);
+  }
+  std::string Text(size_t index) {
+    std::string text;
+    char buffer[4096];
+    rewind(Files[index]);
+    while (const size_t got = fread(buffer, 1, sizeof buffer, Files[index]))
+      text.append(buffer, got);
+    return text;
+  }
+
+  FILE* Files[3] = {};
+
+ public:
+  const STNStdReport Record;
+};
+
+// The built module, loaded as a host loads it.
+struct Module {
+  static const Module& Loaded() {
+    static const Module module;
+    return module;
+  }
+
+  void* const Handle = Load();
+  const ZuCreateFn Create = Entry<ZuCreateFn>("Create");
+  const ZuDestroyFn Destroy = Entry<ZuDestroyFn>("Destroy");
+  const ZuOpenFn Open = Entry<ZuOpenFn>("Open");
+  const ZuCloseFn Close = Entry<ZuCloseFn>("Close");
+  const ZuDecodeBlockFn DecodeBlock = Entry<ZuDecodeBlockFn>("DecodeBlock");
+  const ZuSetPositionFn SetPosition = Entry<ZuSetPositionFn>("SetPosition");
+  const ZuDeleteATagFn DeleteATag = Entry<ZuDeleteATagFn>("DeleteATag");
+  const ZuGetFn Get = Entry<ZuGetFn>("Get");
+  const ZuSetFn Set = Entry<ZuSetFn>("Set");
+
+ private:
+  static void* Load() {
+    void* handle = dlopen(WAVE_MODULE, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) throw std::runtime_error(dlerror());
+    return handle;
+  }
+  template <typename Function>
+  Function Entry(const char* name) const {
+    return reinterpret_cast<Function>(dlsym(Handle, name));
+  }
+};
+
+// A decoder instance of the loaded module.
+class Instance {
+ public:
+  explicit Instance(const STNStdReport& report = {}) : Self(M.Create(&report)) {}
+  Instance(const Instance&) = delete;
+  Instance& operator=(const Instance&) = delete;
+  ~Instance() { M.Destroy(Self); }
+
+  bool Open(const std::wstring& name, uint32_t flags) {
+    Record = {};
+    Record.fileName = name.c_str();
+    Record.flags = flags;
+    const bool ok = M.Open(Self, &Record) == 1;
+    Record.fileName = nullptr;
+    return ok;
+  }
+  bool Decode() {
+    Block = {};
+    return M.DecodeBlock(Self, &Block) == 1;
+  }
+  // All that is left to decode; what was decoded before a failure, and "!" behind it.
+  std::string DecodeAll() {
+    std::string bytes;
+    do {
+      if (!Decode()) return bytes + "!";
+      bytes.append(static_cast<const char*>(Block.data), Block.byteCount);
+    } while (Block.lastBlock == 0);
+    return bytes;
+  }
+  bool Seek(int64_t frames) { return M.SetPosition(Self, frames) == 1; }
+  void Close() { M.Close(Self, nullptr); }
+  void Range(int64_t from, int64_t to) {
+    STZuCodecGetSet record{};
+    record.RangeFrom = from;
+    record.RangeTo = to;
+    M.Set(Self, L"Set Decode Range", &record);
+  }
+
+  const Module& M = Module::Loaded();
+  void* const Self;
+  STZuOpenDecoder Record{};
+  STZuAudioBlock Block{};
+};
+
+}  // namespace wavecodec::test

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "support.h"
+#include "support/saturating.h"
+#include "support/xfile.h"
+#include "support/xmem.h"
+#include "support/xstr.h"
+#include "wave/wave_decoder.h"
+
+namespace wavecodec {
+namespace {
+
+TEST(Support, FileNamesKeepEveryByte) {
+  std::string bytes;
+  for (int c = 1; c < 256; ++c) bytes += static_cast<char>(c);
+  bytes += "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80 \xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80 \xE2\x82";
+  const XStr wide = FromFileNameBytes(bytes);
+  EXPECT_EQ(ToFileNameBytes(wide), bytes);
+  EXPECT_EQ(FromFileNameBytes("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), L"\xE9\x20AC\x1F600");
+  EXPECT_EQ(FromFileNameBytes("\xC0\xAF\xED\xA0\x80"), L"\xDCC0\xDCAF\xDCED\xDCA0\xDC80");
+  EXPECT_EQ(ToUtf8(L"\xDCC0"), "\xEF\xBF\xBD");
+}
+
+TEST(Support, PackedListsEndAtAnEmptyNameOrTheBound) {
+  XStrList list;
+  const wchar_t packed[] = L"Artist\0Title\0\0hidden\0";
+  list.SetFromPackedCharArray(packed, 2000000000);
+  EXPECT_EQ(list, (XStrList{{L"Artist", L"Title"}}));
+  list.SetFromPackedCharArray(packed, 9);
+  EXPECT_EQ(list, (XStrList{{L"Artist", L"Ti"}}));
+  list.SetFromPackedCharArray(nullptr, 10);
+  EXPECT_TRUE(list.empty());
+}
+
+TEST(Support, ArithmeticSaturates) {
+  constexpr int64_t kMax = INT64_MAX;
+  constexpr int64_t kMin = INT64_MIN;
+  EXPECT_EQ(SaturatingMul(kMin, -1), kMax);
+  EXPECT_EQ(SaturatingMul(kMax, -2), kMin);
+  EXPECT_EQ(SaturatingSub(0, kMin), kMax);
+  EXPECT_EQ(SaturatingAdd(kMin, -1), kMin);
+  EXPECT_EQ(SaturatingMulDiv(kMax, 1000, 1), kMax);
+  EXPECT_EQ(SaturatingMulDiv(kMax, 1000, 176400), 52286689551330928);
+  EXPECT_EQ(SaturatingMulDiv(-7, 1000, 3), -2333);
+}
+
+TEST(Support, MemoryKeepsWhatItIsToldTo) {
+  XMem memory;
+  ASSERT_TRUE(memory.SetSize(4));
+  memcpy(memory.Data(), "abcd", 4);
+  ASSERT_TRUE(memory.SetSize(100000, true));
+  const XMem copy = memory;
+  EXPECT_EQ(memcmp(copy.Data(), "abcd", 4), 0);
+  const uint8_t* block = memory.Data();
+  ASSERT_TRUE(memory.SetSize(2) && memory.SetSize(100000));
+  EXPECT_EQ(memory.Data(), block);
+  EXPECT_FALSE(memory.SetSize(SIZE_MAX / 2, true));
+  EXPECT_EQ(memory.Size(), 100000U);
+}
+
+// Both ways of reading give the same bytes, whatever the order of positions.
+TEST(Support, ReadsThroughTheWindowAndPastIt) {
+  const std::string bytes = test::Noise(20000);
+  const test::TempFile content(bytes);
+  XFile file;
+  ASSERT_TRUE(file.Open(content.Name().c_str()));
+  EXPECT_EQ(file.Size(), 20000);
+  char buffer[9000];
+  for (const auto& [position, count] :
+       std::initializer_list<std::pair<size_t, size_t>>{{0, 12},
+                                                        {12, 8},
+                                                        {4090, 20},
+                                                        {4000, 5},
+                                                        {19990, 50},
+                                                        {19995, 5},
+                                                        {20000, 1},
+                                                        {30000, 8},
+                                                        {0, 4096},
+                                                        {1, 4096},
+                                                        {0, 9000},
+                                                        {19999, 1}}) {
+    const std::string expected = position < bytes.size() ? bytes.substr(position, count) : "";
+    for (const bool small : {true, false}) {
+      ASSERT_TRUE(file.SetPosition(static_cast<int64_t>(position)));
+      const size_t got = small ? file.ReadSmall(buffer, count) : file.Read(buffer, count);
+      EXPECT_EQ(std::string(buffer, got), expected) << position << "+" << count;
+      EXPECT_EQ(static_cast<size_t>(file.GetPosition()), position + got);
+    }
+  }
+  ASSERT_TRUE(file.SetPosition(-4, ENXFilePos::End));
+  EXPECT_FALSE(file.SetPosition(-20000, ENXFilePos::Current));
+  EXPECT_FALSE(file.SetPosition(INT64_MAX, ENXFilePos::Current));
+  EXPECT_EQ(file.GetPosition(), 19996);
+}
+
+TEST(Support, OpensRegularFilesOnly) {
+  const test::TempFile place;
+  const std::string fifo = place.Path.native() + ".fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  XFile file;
+  EXPECT_FALSE(file.Open((place.Name() + L".fifo").c_str()));  // and does not wait for a writer
+  EXPECT_FALSE(file.Open(L"/dev/null"));
+  EXPECT_FALSE(file.Open(L""));
+  EXPECT_FALSE(file.Open(nullptr));
+  EXPECT_EQ(file.Size(), -1);
+  std::filesystem::remove(fifo);
+}
+
+TEST(Support, ReadsAChunkIntoMemoryOrSaysWhyNot) {
+  const test::TempFile content("0123456789");
+  test::CapturedReport report;
+  XFile file;
+  ASSERT_TRUE(file.Open(content.Name().c_str()));
+  char buffer[8] = {};
+  const auto read = [&](uint32_t bytes, int64_t position) {
+    return clWaveDecoderCore::ReadFileIntoMemory(buffer, bytes, position, file, report.Record);
+  };
+  EXPECT_TRUE(read(4, 3));
+  EXPECT_STREQ(buffer, "3456");
+  EXPECT_FALSE(read(8, 3));
+  EXPECT_FALSE(read(8, -1));
+  EXPECT_EQ(report.Errors(),
+            "Error cannot reading chunk from file.  [ReadFileIntoMemory]\r\n"
+            "Error SetPosition returned false.  [ReadFileIntoMemory]\r\n");
+}
+
+}  // namespace
+}  // namespace wavecodec

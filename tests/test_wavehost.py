@@ -1,0 +1,266 @@
+#!/usr/bin/env python3
+"""Tests of the command-line host with the real module. WAVEHOST names the executable."""
+import json
+import os
+import resource
+import stat
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+HOST = os.environ.get("WAVEHOST", str(ROOT / "build/release/bin/wavehost"))
+GUID_TAIL = bytes.fromhex("0000000010008000 00AA00389B71")  # behind a tag: the sub-format's GUID
+
+
+def fmt(tag, channels, rate, bits, extra=None):
+    align = channels * bits // 8
+    body = struct.pack("<HHIIHH", tag, channels, rate, rate * align, align, bits)
+    return body if extra is None else body + struct.pack("<H", len(extra)) + extra
+
+
+def extensible(tag, channels, rate, bits, valid, mask):
+    extra = struct.pack("<HIH", valid, mask, tag) + GUID_TAIL
+    return fmt(0xFFFE, channels, rate, bits, extra)
+
+
+def wave(*chunks):
+    body = b"".join(i + struct.pack("<I", len(b)) + b + b"\0" * (len(b) % 2) for i, b in chunks)
+    return b"RIFF" + struct.pack("<I", 4 + len(body)) + b"WAVE" + body
+
+
+def samples(size):
+    return bytes((7 * i + i // 251) % 256 for i in range(size))
+
+
+PCM16 = fmt(1, 2, 44100, 16)
+FLOAT = fmt(3, 1, 48000, 32, b"")
+EXTENSIBLE = extensible(1, 2, 96000, 32, 24, 3)
+EXTENSIBLE_FLOAT = extensible(3, 2, 48000, 32, 32, 3)
+
+
+class HostTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="wavehost-test-")
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def put(self, name, content):
+        (self.folder / name).write_bytes(content)
+        return name
+
+    def put_wave(self, name, form=PCM16, size=200000):
+        return self.put(name, wave((b"fmt ", form), (b"data", samples(size))))
+
+    def run_host(self, *arguments, status=0, **options):
+        streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
+        done = subprocess.run([HOST, *arguments], cwd=self.folder, timeout=60, **streams)
+        self.assertEqual(done.returncode, status, (arguments, done.stderr))
+        done.stderr = (done.stderr or b"").decode()
+        return done
+
+    def run_json(self, *arguments, status=0):
+        lines = self.run_host(*arguments, "--json", status=status).stdout.decode().splitlines()
+        return [json.loads(line) for line in lines]
+
+    def names(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def test_info(self):
+        cases = [
+            (PCM16, 88200, dict(format="PCM", channels=2, sampleRate=44100, bits=16, frames=22050,
+                                lengthMs=500, bytes=88200, bitRate=1411200, decodable=True)),
+            (FLOAT, 192000, dict(format="IEEE float", frames=48000, lengthMs=1000, bits=32)),
+            (EXTENSIBLE, 800, dict(format="PCM (extensible)", bits=32, validBits=24, channelMask=3)),
+            (EXTENSIBLE_FLOAT, 8, dict(format="IEEE float (extensible)", frames=1)),
+            (fmt(2, 1, 8000, 4, b"\0" * 4), 100, dict(format="compressed", decodable=False)),
+        ]
+        for form, size, expected in cases:
+            with self.subTest(expected=expected):
+                self.put_wave("in.wav", form, size)
+                (told,) = self.run_json("info", "in.wav")
+                self.assertEqual({**told, **expected}, told)
+        self.put_wave("long.wav", fmt(1, 1, 10, 8), 37235)
+        text = self.run_host("info", "long.wav").stdout.decode()
+        self.assertRegex(text, r"(?m)^long\.wav$(.|\n)*Length +1:02:03\.500 \(37235 sample frames\)")
+
+    def test_decode_to_wave(self):
+        fact = struct.pack("<I", 3)
+        cases = [  # format of the input, bytes of 3 frames, chunks before the data of the output
+            (PCM16, 12, [(b"fmt ", PCM16)]),
+            (fmt(1, 2, 44100, 16, b"gone"), 12, [(b"fmt ", PCM16)]),
+            (fmt(1, 1, 8000, 8), 3, [(b"fmt ", fmt(1, 1, 8000, 8))]),
+            (fmt(1, 1, 8000, 24), 9, [(b"fmt ", fmt(1, 1, 8000, 24))]),
+            (FLOAT, 12, [(b"fmt ", FLOAT), (b"fact", fact)]),
+            (EXTENSIBLE, 24, [(b"fmt ", EXTENSIBLE)]),
+            (EXTENSIBLE_FLOAT, 24, [(b"fmt ", EXTENSIBLE_FLOAT), (b"fact", fact)]),
+        ]
+        for form, size, chunks in cases:
+            with self.subTest(form=form):
+                self.put_wave("in.wav", form, size)
+                expected = wave(*chunks, (b"data", samples(size)))
+                self.run_host("decode", "in.wav", "-fo", "out.wav")
+                self.assertEqual((self.folder / "out.wav").read_bytes(), expected)
+                piped = self.run_host("decode", "in.wav", "-o", "-", "--format", "wav")
+                self.assertEqual(piped.stdout, expected)
+
+    def test_decode_elsewhere(self):
+        audio = samples(200000)
+        for name in ("a.wav", "b.wav", "-c.wav"):
+            self.put_wave(name)
+        (checked,) = self.run_json("decode", "a.wav")
+        self.assertEqual((checked["frames"], checked["bytes"], checked["lengthMs"]),
+                         (50000, 200000, 1133))
+        self.assertEqual(self.run_host("decode", "a.wav", "-o", "-").stdout, audio)
+        self.run_host("decode", "a.wav", "-o", "a.pcm")
+        self.run_host("decode", "a.wav", "-o", "new/sub/", "--format", "raw", "--", "-c.wav", "b.wav")
+        for name in ("a.pcm", "new/sub/a.raw", "new/sub/b.raw", "new/sub/-c.raw"):
+            self.assertEqual((self.folder / name).read_bytes(), audio, name)
+        self.run_host("decode", "a.wav", "-o", "new")
+        self.assertEqual((self.folder / "new/a.wav").read_bytes(), (self.folder / "a.wav").read_bytes())
+        self.assertEqual(self.run_host("decode", "-q", "a.wav", "-o", "/dev/null").stdout, b"")
+
+    def test_range(self):
+        self.put_wave("in.wav", fmt(1, 1, 1000, 16), 200000)  # 100 s, 1000 frames a second
+        cases = [
+            (["--from", "10", "--to", "12"], 10, 12),
+            (["--to", "0"], 0, 0),
+            (["--from", "1.5s", "--to=2s"], 1500, 2000),
+            (["--from", "250ms", "--to", "300"], 250, 300),
+            (["--from", "1:30"], 90000, 100000),
+            (["--from", "0:01:02.5", "--to", "2:02:02.5"], 62500, 100000),
+            (["--from", "1.0006s", "--to", "1.0014s"], 1001, 1001),
+            (["--from", "999999999"], 100000, 100000),
+        ]
+        for arguments, first, end in cases:
+            with self.subTest(arguments=arguments):
+                output = self.run_host("decode", "in.wav", "-o", "-", *arguments).stdout
+                self.assertEqual(output, samples(200000)[2 * first : 2 * end])
+
+    def test_refused_output(self):
+        self.put_wave("in.wav")
+        self.put("out.wav", b"precious")
+        os.chmod(self.folder / "out.wav", 0o640)
+        os.link(self.folder / "in.wav", self.folder / "same.wav")
+        os.mkdir(self.folder / "sub")
+        os.rename(self.folder / "in.wav", self.folder / "sub/in.wav")
+        self.put_wave("other.wav")
+        before = self.names()
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
+
+        cases = [
+            (["sub/in.wav", "-o", "out.wav"], "exists already", None),
+            (["sub/in.wav", "-fo", "same.wav"], "is an input", None),
+            (["sub/in.wav", "-fo", "sub"], "is an input", None),
+            (["sub/in.wav", "-o", "missing/out.wav"], "No such file", None),
+            (["sub/in.wav", "-fo", "out.wav"], "cannot write 'out.wav'", limit),
+            (["sub/in.wav", "-o", "new.raw"], "cannot write 'new.raw'", limit),
+            (["sub/in.wav", "--from", "9", "--to", "8"], "ends before", None),
+        ]
+        if os.path.exists("/dev/full"):
+            cases.append((["sub/in.wav", "-o", "/dev/full"], "No space left", None))
+        for arguments, message, preexec in cases:
+            with self.subTest(arguments=arguments):
+                done = self.run_host("decode", *arguments, status=1, preexec_fn=preexec)
+                self.assertIn(message, done.stderr)
+                self.assertEqual(self.names(), before)
+                self.assertEqual((self.folder / "out.wav").read_bytes(), b"precious")
+        self.run_host("decode", "sub/in.wav", "-fo", "out.wav")
+        self.assertEqual((self.folder / "out.wav").stat().st_size, 200044)
+        self.assertEqual(stat.S_IMODE((self.folder / "out.wav").stat().st_mode), 0o640)
+        twice = self.run_host("decode", "sub/in.wav", "sub/../sub/in.wav", "-o", "d/", status=1)
+        self.assertIn("another input", twice.stderr)
+        # The later input must not become the output of the earlier one.
+        self.run_host("decode", "sub/in.wav", "other.wav", "-fo", "sub/../", status=1)
+
+    def test_failing_file_among_good_ones(self):
+        for name in ("a.wav", "z.wav"):
+            self.put_wave(name)
+        self.put("bad.wav", wave((b"data", samples(8))))
+        for command in ("info", "decode"):
+            done = self.run_host(command, "a.wav", "bad.wav", "nothing.wav", "z.wav", status=1)
+            self.assertRegex(done.stderr, r"(?m)^wavehost: bad\.wav: Error [^\[\r]*$")
+            self.assertRegex(done.stderr, r"(?m)^wavehost: nothing\.wav: Error [^\[\r]*$")
+            self.assertIn(b"z.wav", done.stdout)
+            told = self.run_json(command, "a.wav", "bad.wav", "z.wav", status=1)
+            self.assertEqual([item["file"] for item in told], ["a.wav", "bad.wav", "z.wav"])
+            self.assertEqual(["error" in item for item in told], [False, True, False])
+        self.run_host("decode", "bad.wav", "a.wav", "-o", "new/", status=1)
+        self.assertEqual(os.listdir(self.folder / "new"), ["a.wav"])
+
+    def test_usage(self):
+        self.put_wave("in.wav")
+        wrong = [[], ["info"], ["nothing"], ["formats", "--", "in.wav"], ["info", "--bad", "in.wav"],
+                 ["decode", "in.wav", "in.wav", "-o", "out.wav"], ["decode", "in.wav", "-o", ""],
+                 ["decode", "in.wav", "--json", "-o", "-"], ["decode", "in.wav", "--format", "raw"],
+                 ["decode", "in.wav", "-o", "x", "--format", "mp3"]]
+        for text in ("-1", "1.5", "1e3", "1:60", "1:60:00", "1:2:3:4", "5m", "", "9" * 30, " 1"):
+            wrong.append(["decode", "in.wav", "--from=" + text])
+        for arguments in wrong:
+            with self.subTest(arguments=arguments):
+                done = self.run_host(*arguments, status=2)
+                self.assertEqual((done.stdout, self.names()), (b"", ["in.wav"]))
+                self.assertTrue(done.stderr.startswith("wavehost: "), done.stderr)
+        for arguments in (["--help"], ["decode", "--help"], ["--version"]):
+            self.assertIn(b"wavehost", self.run_host(*arguments).stdout)
+        for module in ("nothing.dll", "in.wav"):
+            done = self.run_host("formats", "--module", module, status=1)
+            self.assertIn(f"cannot load the codec module '{module}'", done.stderr)
+
+    def test_formats(self):
+        (told,) = self.run_json("formats")
+        self.assertIn({"extension": ".wav", "name": "Wave"}, told["decodes"])
+        self.assertIn("audio/wav", told["streaming"])
+        self.assertLess(set(told["defaultProperties"]), set(told["properties"]))
+        for option in told["tagOptions"]:
+            self.assertGreater(len(option["choices"]), 1, option)
+        self.assertIn(told["tagOptions"][-1]["setting"], self.run_host("formats").stdout.decode())
+
+    @unittest.skipIf(sys.platform == "darwin", "file names are UTF-8 there")
+    def test_name_that_is_not_utf8(self):
+        name = "caf\u00e9 \udce9\udcff\udcc3.wav"
+        self.put_wave(name)
+        (told,) = self.run_json("info", name)
+        self.assertEqual((told["file"], told["frames"]), ("caf\u00e9 \ufffd\ufffd\ufffd.wav", 50000))
+        self.run_host("decode", name, "-o", "out/")
+        self.assertEqual(os.listdir(self.folder / "out"), [name])
+
+    def test_streams(self):
+        self.put_wave("in.wav")
+        done = self.run_host("decode", "in.wav", "-o", "-", "--report")
+        self.assertEqual(done.stdout, samples(200000))
+        self.assertIn("->->  [Open]", done.stderr)
+        for arguments in (["formats"], ["info", "in.wav"], ["decode", "in.wav", "-o", "-"]):
+            reader, writer = os.pipe()
+            os.close(reader)
+            self.assertEqual(self.run_host(*arguments, status=1, stdout=writer).stderr, "")
+            os.close(writer)
+
+    def test_more_than_4_gib(self):
+        data = 5 << 30
+        for form in (PCM16, FLOAT):
+            frames = data // struct.unpack_from("<H", form, 12)[0]
+            with open(self.folder / "huge.wav", "wb") as file:
+                file.write(b"RF64\xff\xff\xff\xffWAVEds64" + struct.pack("<IQQQI", 28, data, data, 0, 0))
+                file.write(b"fmt " + struct.pack("<I", len(form)) + form + b"data\xff\xff\xff\xff")
+                file.truncate(file.tell() + data)
+            host = subprocess.Popen([HOST, "decode", "-q", "huge.wav", "-o", "-", "--format", "wav"],
+                                    cwd=self.folder, stdout=subprocess.PIPE)
+            header = host.stdout.read(200)
+            host.stdout.close()
+            self.assertEqual(host.wait(timeout=60), 1)
+            fact = b"fact" + struct.pack("<II", 4, frames) if form == FLOAT else b""
+            start = header.index(b"data\xff\xff\xff\xff") + 8
+            riff = start - 8 + data
+            self.assertEqual(header[:start], b"".join((
+                b"RF64\xff\xff\xff\xffWAVEds64", struct.pack("<IQQQI", 28, riff, data, frames, 0),
+                b"fmt ", struct.pack("<I", len(form)), form, fact, b"data\xff\xff\xff\xff")))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,45 @@
+// Builds Wave files for tests, benchmarks and fuzz seeds, byte by byte and without the module's own
+// code.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace wavecodec::test {
+
+// The low `width` bytes of a number, little-endian.
+inline std::string LE(uint64_t value, size_t width) {
+  std::string bytes;
+  for (size_t i = 0; i < width; ++i) bytes += static_cast<char>(value >> (8 * i));
+  return bytes;
+}
+
+inline std::string Chunk(std::string_view id, std::string_view body) {
+  std::string chunk = std::string(id) + LE(body.size(), 4) + std::string(body);
+  if (body.size() % 2 != 0) chunk += '\0';
+  return chunk;
+}
+
+inline std::string Riff(std::string_view chunks) {
+  return "RIFF" + LE(4 + chunks.size(), 4) + "WAVE" + std::string(chunks);
+}
+
+// A 16-byte `fmt ` chunk.
+inline std::string Fmt(unsigned tag, unsigned channels, unsigned rate, unsigned bits) {
+  const unsigned align = channels * bits / 8;
+  return Chunk("fmt ", LE(tag, 2) + LE(channels, 2) + LE(rate, 4) + LE(rate * align, 4) +
+                           LE(align, 2) + LE(bits, 2));
+}
+
+inline std::string Noise(size_t count, uint32_t seed = 1) {
+  std::string bytes;
+  for (; count > 0; --count) {
+    seed = seed * 1664525 + 1013904223;
+    bytes += static_cast<char>(seed >> 24);
+  }
+  return bytes;
+}
+
+}  // namespace wavecodec::test

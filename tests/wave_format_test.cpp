@@ -1,0 +1,140 @@
+#include "wave/wave_format.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "wave_builder.h"
+
+namespace wavecodec {
+namespace {
+
+using test::LE;
+
+// The body of a `fmt ` chunk as a description.
+XAudioWFX FromBody(std::string body) { return {body.data(), static_cast<uint32_t>(body.size())}; }
+
+std::string Body(unsigned tag, unsigned channels, unsigned align, unsigned bits) {
+  return LE(tag, 2) + LE(channels, 2) + LE(8000, 4) + LE(99, 4) + LE(align, 2) + LE(bits, 2);
+}
+
+TEST(WaveFormat, TakesFmtBodiesOfEveryLength) {
+  const struct {
+    const char* What;
+    std::string Body;
+    const char* Text;
+  } cases[] = {
+      {"nothing", "",
+       "Format Tag: 0  Channels: 0  Bits per Sample: 0  Samples Per Second: 0  Bytes Per Second: 1"
+       "  Block Align: 1  CB Size: 0"},
+      {"13 bytes", Body(1, 2, 4, 16).substr(0, 13),
+       "Format Tag: 0  Channels: 0  Bits per Sample: 0  Samples Per Second: 0  Bytes Per Second: 1"
+       "  Block Align: 1  CB Size: 0"},
+      {"14 bytes: bits from the block", Body(1, 2, 4, 16).substr(0, 14),
+       "Format Tag: 1  Channels: 2  Bits per Sample: 16  Samples Per Second: 8000  Bytes Per "
+       "Second: 32000  Block Align: 4  CB Size: 0"},
+      {"14 bytes without channels", Body(2, 0, 4, 0).substr(0, 14),
+       "Format Tag: 2  Channels: 0  Bits per Sample: 16  Samples Per Second: 8000  Bytes Per "
+       "Second: 99  Block Align: 4  CB Size: 0"},
+      {"15 bytes: no bits", Body(2, 2, 4, 16).substr(0, 15),
+       "Format Tag: 2  Channels: 2  Bits per Sample: 0  Samples Per Second: 8000  Bytes Per "
+       "Second: 99  Block Align: 4  CB Size: 0"},
+      {"16 bytes, wrong block", Body(1, 3, 4, 24),
+       "Format Tag: 1  Channels: 3  Bits per Sample: 24  Samples Per Second: 8000  Bytes Per "
+       "Second: 72000  Block Align: 9  CB Size: 0"},
+      {"12-bit mono", Body(1, 1, 2, 12),
+       "Format Tag: 1  Channels: 1  Bits per Sample: 12  Samples Per Second: 8000  Bytes Per "
+       "Second: 8000  Block Align: 1  CB Size: 0"},
+      {"4-bit mono PCM: no whole byte", Body(1, 1, 1, 4),
+       "Format Tag: 1  Channels: 1  Bits per Sample: 4  Samples Per Second: 8000  Bytes Per "
+       "Second: 1  Block Align: 1  CB Size: 0"},
+      {"65535 channels of 65535 bits", Body(1, 65535, 1, 65535),
+       "Format Tag: 1  Channels: 65535  Bits per Sample: 65535  Samples Per Second: 8000  Bytes "
+       "Per "
+       "Second: 393224000  Block Align: 49153  CB Size: 0"},
+      {"17 bytes: no bits", Body(2, 1, 4, 4) + "\1",
+       "Format Tag: 2  Channels: 1  Bits per Sample: 0  Samples Per Second: 8000  Bytes Per "
+       "Second: 99  Block Align: 4  CB Size: 0"},
+      {"ADPCM with its extra bytes", Body(2, 1, 256, 4) + LE(4, 2) + "abcd",
+       "Format Tag: 2  Channels: 1  Bits per Sample: 4  Samples Per Second: 8000  Bytes Per "
+       "Second: 99  Block Align: 256  CB Size: 4"},
+  };
+  for (const auto& c : cases) {
+    const XStr text = FromBody(c.Body).WFXToString();
+    EXPECT_EQ(std::string(text.begin(), text.end()), c.Text) << c.What;
+  }
+  std::string lying = Body(0xFFFE, 2, 4, 16) + LE(22, 2);
+  const XAudioWFX cut(lying.data(), static_cast<uint32_t>(lying.size()));
+  EXPECT_FALSE(cut.IsExtensible());
+  EXPECT_EQ(lying.substr(16), LE(0, 2));  // the caller's bytes show it too
+}
+
+TEST(WaveFormat, ConvertsBetweenPlainAndExtensible) {
+  XAudioWFX format(2, 48000, 24);
+  ASSERT_TRUE(format.ConvertWFXToExtensible());
+  EXPECT_TRUE(format.IsExtensibleGUID(SubFormatOf(WaveFormatPCM)));
+  EXPECT_EQ(format.pwfxex()->dwChannelMask, 0x80000000U);
+  EXPECT_EQ(format.pwfxex()->wValidBitsPerSample, 24);
+  format.SetBitsPerSample(16, true);
+  EXPECT_EQ(format.pwfxex()->wValidBitsPerSample, 16);
+  EXPECT_EQ(format.AvgBytesPerSec(), 192000U);
+  format.SetChannels(2, false);
+  EXPECT_EQ(format.pwfxex()->dwChannelMask, 0x80000000U);
+  format.SetChannels(1, true);
+  EXPECT_EQ(format.pwfxex()->dwChannelMask, 0U);
+  for (const int tag : {2, 7, 6, 3, 80, 4711}) format.SetWFXFormatTag(tag);
+  EXPECT_EQ(format.WFXFormatTag(), WaveFormatIEEEFloat);  // 80 and unknown tags change nothing
+  EXPECT_EQ(format.FormatTag(), WaveFormatExtensibleTag);
+
+  XAudioWFX copy = format;
+  format.Assign(1, 8000, 8);  // the copy has bytes of its own
+  EXPECT_TRUE(copy.ConvertExtensibleToWFX());
+  EXPECT_EQ(copy.FormatTag(), WaveFormatIEEEFloat);
+  EXPECT_EQ(copy.GetExtraData(), nullptr);
+  EXPECT_FALSE(copy.ConvertExtensibleToWFX());
+  XAudioWFX adpcm = FromBody(Body(2, 1, 256, 4));
+  EXPECT_FALSE(adpcm.ConvertWFXToExtensible());
+
+  const std::string guid(reinterpret_cast<const char*>(SubFormatOf(WaveFormatMPEG).Bytes), 16);
+  XAudioWFX mpeg = FromBody(Body(0xFFFE, 2, 1, 0) + LE(25, 2) + LE(0, 2) + LE(3, 4) + guid + "xyz");
+  EXPECT_EQ(mpeg.WFXFormatTag(), WaveFormatMPEG);
+  ASSERT_TRUE(mpeg.ConvertExtensibleToWFX());
+  EXPECT_EQ(mpeg.FormatTag(), WaveFormatMPEG);
+  EXPECT_EQ(memcmp(mpeg.GetExtraData(), "xyz", 3), 0);
+}
+
+TEST(WaveFormat, FillsRecordsWithoutPromisingMoreBytes) {
+  WAVEFORMATEXTENSIBLE record;
+  memset(&record, 0xAA, sizeof record);
+  FromBody(Body(2, 1, 256, 4) + LE(32, 2) + std::string(32, 'x')).CopyTo(record);
+  EXPECT_EQ(record.Format.cbSize, 0);
+  EXPECT_EQ(record.wValidBitsPerSample, 0xAAAA);
+  XAudioWFX wide(1, 8000, 16);
+  wide.ConvertWFXToExtensible();
+  wide.CopyTo(record);
+  EXPECT_EQ(record.Format.cbSize, 22);
+  EXPECT_EQ(record.wValidBitsPerSample, 16);
+}
+
+TEST(WaveFormat, Arithmetic) {
+  XAudioWFX format(2, 44100, 24);
+  EXPECT_EQ(format.BlockAlignBuffer(65536), 65532);
+  EXPECT_EQ(format.BlockAlignBuffer(-7), -6);
+  EXPECT_EQ(format.CalcmsTime(264600 * 3 / 2), 1500);
+  EXPECT_EQ(format.CalcBufferSize(1), 264);
+  EXPECT_EQ(format.ChannelAlignSamples(7), 6);
+  EXPECT_EQ(format.SamplesToBytes_RAW(10), 30);
+  EXPECT_EQ(format.BytesToSamples_RAW(31), 10);
+  EXPECT_EQ(format.SamplesToBytes_DivChan(10), 60);
+  EXPECT_EQ(format.BytesToSamples_DivChan(65), 10);
+  format.SetAvgBytesPerSec(0);
+  format.SetBlockAlign(0);
+  EXPECT_EQ(format.CalcmsTime(5), 5000);  // divisors of 0 repair themselves
+  EXPECT_EQ(format.BlockAlignBuffer(5), 5);
+  EXPECT_EQ(format.BlockAlign(), 1);
+  EXPECT_EQ(XAudioWFX(1, 8000, 12).SamplesToBytes_RAW(10), 10);
+  EXPECT_EQ(XAudioWFX(1, 8000, 4).BytesToSamples_RAW(10), 10);
+}
+
+}  // namespace
+}  // namespace wavecodec
