@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
-#include <string>
 #include <system_error>
 
 #include "error.h"
@@ -19,7 +18,7 @@ void CodecModule::Closer::operator()(void* handle) const { dlclose(handle); }
 void* CodecModule::Symbol(const char* name) const {
   void* const symbol = dlsym(library_.get(), name);
   if (symbol == nullptr) {
-    throw Error(fmt::format("the module has no '{}', so it is no codec module", name));
+    throw Error(fmt::format("'{}' is no codec module: it has no '{}'", name_, name));
   }
   return symbol;
 }
@@ -29,14 +28,14 @@ void CodecModule::Bind(Function& function, const char* name) const {
   function = reinterpret_cast<Function>(Symbol(name));
 }
 
-CodecModule::CodecModule(const fs::path& file) {
+CodecModule::CodecModule(const fs::path& file) : name_(Displayable(file.native())) {
   // A name without a folder would be looked for in the system's library folders.
   std::error_code failure;
   const fs::path full = fs::absolute(file, failure);
   library_.reset(dlopen((failure ? file : full).c_str(), RTLD_NOW | RTLD_LOCAL));
   if (library_ == nullptr) {
     const char* const reason = dlerror();
-    throw Error(fmt::format("cannot load the codec module '{}': {}", Displayable(file.native()),
+    throw Error(fmt::format("cannot load the codec module '{}': {}", name_,
                             Displayable(reason == nullptr ? "" : reason)));
   }
   Bind(Create, "Create");

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "wavecodec/codec_module.h"
 
@@ -30,6 +31,7 @@ class CodecModule {
   template <typename Function>
   void Bind(Function& function, const char* name) const;
 
+  std::string name_;  // of the file, for messages
   std::unique_ptr<void, Closer> library_;
 };
 

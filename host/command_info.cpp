@@ -1,6 +1,8 @@
 // Describes files.
 #include <fmt/format.h>
 
+#include <string_view>
+
 #include "audio_format.h"
 #include "commands.h"
 #include "console.h"
@@ -75,7 +77,7 @@ std::string BitsText(const WAVEFORMATEXTENSIBLE& format) {
 }
 
 std::string LengthText(const Description& description) {
-  const std::string time = TimeText(description.length_ms);
+  std::string time = TimeText(description.length_ms);
   if (!description.plain) return time;
   const uint64_t frames = WholeFrames(description.format, description.bytes);
   return fmt::format("{} ({} sample frames)", time, frames);
@@ -102,10 +104,11 @@ std::string Text(const std::string& file, const Description& description) {
 
 int RunInfo(const CodecModule& module, const CommandLine& line) {
   const FileOutput output = line.global.json ? FileOutput::Json : FileOutput::Text;
-  std::string separator;
+  std::string_view separator;
   return ForEachFile(line.files, output, [&](const std::string& file) {
     const Description description = Describe(module, file, line.global.report);
-    FileResult result{JsonLine(Json(file, description)), separator + Text(file, description)};
+    FileResult result{JsonLine(Json(file, description)),
+                      fmt::format("{}{}", separator, Text(file, description))};
     separator = "\n";
     return result;
   });

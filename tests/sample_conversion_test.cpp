@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -64,6 +65,15 @@ TEST(SampleIO, EveryTypeReadsAndWrites) {
     wide.PutDbl(0, written);
     EXPECT_EQ(wide.GetInt(0), read) << written;
   }
+  float stored = NAN;
+  XAudioRdWr narrow(reinterpret_cast<uint8_t*>(&stored), 1, 1, Float(1, 32));
+  EXPECT_EQ(narrow.GetDbl(0), 0);
+  for (const double written : {-1e300, -1.5, 0.25, 7.0}) {
+    narrow.PutDbl(0, written);
+    EXPECT_EQ(stored, std::clamp(written, -1.0, 1.0));
+    stored = static_cast<float>(std::clamp(written, -9.0, 9.0));  // a file may hold anything
+    EXPECT_EQ(narrow.GetDbl(0), std::clamp(written, -1.0, 1.0));
+  }
   EXPECT_FALSE(XAudioRdWr::TypeOf(XAudioWFX(1, 8000, 12)));
   EXPECT_FALSE(NOneChannelDither::IsWanted(L"nodither=1 dither=0"));
 }
@@ -119,6 +129,11 @@ TEST(Converter, MakesIntegersOfFloatWhenAsked) {
   ASSERT_TRUE(converter.ConvertData(in, true, true, false));
   ASSERT_EQ(converter.Buffer().GetUsedByte(), sizeof expected);
   EXPECT_EQ(memcmp(converter.Buffer().BufferStart(), expected, sizeof expected), 0);
+  in.Assign(1, 44100, 16);
+  in.SetFormatTag(WaveFormatADPCM);
+  EXPECT_FALSE(converter.ConvertData(in, true, true, false));
+  EXPECT_EQ(converter.Buffer().BufferStart(), nullptr);  // nothing of the block before
+  in.Assign(Float(1, 32));
   XAudioACMDecoder not_made;
   EXPECT_FALSE(not_made.ConvertData(in, true, true, false));
 }
@@ -151,6 +166,11 @@ TEST(Buffer, CopiesAndGrowsByWholeFrames) {
   EXPECT_TRUE(in_place.CopyToBuffer(out, 2, 1, 3));
   EXPECT_FALSE(in_place.IsInPlace());
   EXPECT_EQ(Used(in_place), "ddddbbbbcccc....dddd");
+  ASSERT_TRUE(in_place.InitializeBuffer(samples, 16, format, false, true));
+  in_place.SetUsedByte(4);
+  EXPECT_TRUE(in_place.InPlaceToOutofPlace());
+  EXPECT_TRUE(in_place.CopyFromBuffer(out, 1, 0, 3));  // also what lay behind the used bytes
+  EXPECT_STREQ(out, "dddd....dddd");
   in_place.SetUsedByte(6);
   in_place.SetStartOffset(99);
   EXPECT_EQ(in_place() - in_place.BufferStart(), 6);

@@ -3,7 +3,6 @@
 import json
 import os
 import resource
-import stat
 import struct
 import subprocess
 import sys
@@ -48,12 +47,8 @@ class HostTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
 
-    def put(self, name, content):
-        (self.folder / name).write_bytes(content)
-        return name
-
     def put_wave(self, name, form=PCM16, size=200000):
-        return self.put(name, wave((b"fmt ", form), (b"data", samples(size))))
+        (self.folder / name).write_bytes(wave((b"fmt ", form), (b"data", samples(size))))
 
     def run_host(self, *arguments, status=0, **options):
         streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
@@ -74,7 +69,7 @@ class HostTest(unittest.TestCase):
             (PCM16, 88200, dict(format="PCM", channels=2, sampleRate=44100, bits=16, frames=22050,
                                 lengthMs=500, bytes=88200, bitRate=1411200, decodable=True)),
             (FLOAT, 192000, dict(format="IEEE float", frames=48000, lengthMs=1000, bits=32)),
-            (EXTENSIBLE, 800, dict(format="PCM (extensible)", bits=32, validBits=24, channelMask=3)),
+            (EXTENSIBLE, 800, dict(format="PCM (extensible)", validBits=24, channelMask=3)),
             (EXTENSIBLE_FLOAT, 8, dict(format="IEEE float (extensible)", frames=1)),
             (fmt(2, 1, 8000, 4, b"\0" * 4), 100, dict(format="compressed", decodable=False)),
         ]
@@ -85,7 +80,7 @@ class HostTest(unittest.TestCase):
                 self.assertEqual({**told, **expected}, told)
         self.put_wave("long.wav", fmt(1, 1, 10, 8), 37235)
         text = self.run_host("info", "long.wav").stdout.decode()
-        self.assertRegex(text, r"(?m)^long\.wav$(.|\n)*Length +1:02:03\.500 \(37235 sample frames\)")
+        self.assertRegex(text, r"^long\.wav\n(.|\n)*Length +1:02:03\.500 \(37235 sample frames\)")
 
     def test_decode_to_wave(self):
         fact = struct.pack("<I", 3)
@@ -116,11 +111,11 @@ class HostTest(unittest.TestCase):
                          (50000, 200000, 1133))
         self.assertEqual(self.run_host("decode", "a.wav", "-o", "-").stdout, audio)
         self.run_host("decode", "a.wav", "-o", "a.pcm")
-        self.run_host("decode", "a.wav", "-o", "new/sub/", "--format", "raw", "--", "-c.wav", "b.wav")
+        self.run_host("decode", "a.wav", "--format=raw", "-o", "new/sub/", "--", "-c.wav", "b.wav")
         for name in ("a.pcm", "new/sub/a.raw", "new/sub/b.raw", "new/sub/-c.raw"):
             self.assertEqual((self.folder / name).read_bytes(), audio, name)
         self.run_host("decode", "a.wav", "-o", "new")
-        self.assertEqual((self.folder / "new/a.wav").read_bytes(), (self.folder / "a.wav").read_bytes())
+        self.assertEqual((self.folder / "new/a.wav").read_bytes()[44:], audio)
         self.assertEqual(self.run_host("decode", "-q", "a.wav", "-o", "/dev/null").stdout, b"")
 
     def test_range(self):
@@ -141,13 +136,13 @@ class HostTest(unittest.TestCase):
                 self.assertEqual(output, samples(200000)[2 * first : 2 * end])
 
     def test_refused_output(self):
+        out = self.folder / "out.wav"
+        out.write_bytes(b"precious")
+        out.chmod(0o640)
+        (self.folder / "sub").mkdir()
+        self.put_wave("sub/in.wav")
         self.put_wave("in.wav")
-        self.put("out.wav", b"precious")
-        os.chmod(self.folder / "out.wav", 0o640)
-        os.link(self.folder / "in.wav", self.folder / "same.wav")
-        os.mkdir(self.folder / "sub")
-        os.rename(self.folder / "in.wav", self.folder / "sub/in.wav")
-        self.put_wave("other.wav")
+        os.link(self.folder / "sub/in.wav", self.folder / "same.wav")
         before = self.names()
 
         def limit():
@@ -157,31 +152,29 @@ class HostTest(unittest.TestCase):
             (["sub/in.wav", "-o", "out.wav"], "exists already", None),
             (["sub/in.wav", "-fo", "same.wav"], "is an input", None),
             (["sub/in.wav", "-fo", "sub"], "is an input", None),
+            (["sub/in.wav", "in.wav", "-fo", "./"], "sub/in.wav: the output './in.wav' is", None),
             (["sub/in.wav", "-o", "missing/out.wav"], "No such file", None),
             (["sub/in.wav", "-fo", "out.wav"], "cannot write 'out.wav'", limit),
             (["sub/in.wav", "-o", "new.raw"], "cannot write 'new.raw'", limit),
             (["sub/in.wav", "--from", "9", "--to", "8"], "ends before", None),
         ]
-        if os.path.exists("/dev/full"):
+        if sys.platform == "linux":
             cases.append((["sub/in.wav", "-o", "/dev/full"], "No space left", None))
         for arguments, message, preexec in cases:
             with self.subTest(arguments=arguments):
                 done = self.run_host("decode", *arguments, status=1, preexec_fn=preexec)
                 self.assertIn(message, done.stderr)
                 self.assertEqual(self.names(), before)
-                self.assertEqual((self.folder / "out.wav").read_bytes(), b"precious")
+                self.assertEqual(out.read_bytes(), b"precious")
         self.run_host("decode", "sub/in.wav", "-fo", "out.wav")
-        self.assertEqual((self.folder / "out.wav").stat().st_size, 200044)
-        self.assertEqual(stat.S_IMODE((self.folder / "out.wav").stat().st_mode), 0o640)
+        self.assertEqual((out.stat().st_size, out.stat().st_mode & 0o777), (200044, 0o640))
         twice = self.run_host("decode", "sub/in.wav", "sub/../sub/in.wav", "-o", "d/", status=1)
         self.assertIn("another input", twice.stderr)
-        # The later input must not become the output of the earlier one.
-        self.run_host("decode", "sub/in.wav", "other.wav", "-fo", "sub/../", status=1)
 
     def test_failing_file_among_good_ones(self):
-        for name in ("a.wav", "z.wav"):
-            self.put_wave(name)
-        self.put("bad.wav", wave((b"data", samples(8))))
+        self.put_wave("a.wav")
+        self.put_wave("z.wav")
+        (self.folder / "bad.wav").write_bytes(wave((b"data", samples(8))))
         for command in ("info", "decode"):
             done = self.run_host(command, "a.wav", "bad.wav", "nothing.wav", "z.wav", status=1)
             self.assertRegex(done.stderr, r"(?m)^wavehost: bad\.wav: Error [^\[\r]*$")
@@ -195,10 +188,10 @@ class HostTest(unittest.TestCase):
 
     def test_usage(self):
         self.put_wave("in.wav")
-        wrong = [[], ["info"], ["nothing"], ["formats", "--", "in.wav"], ["info", "--bad", "in.wav"],
+        wrong = [[], ["info"], ["nothing"], ["info", "--bad", "in.wav"],
                  ["decode", "in.wav", "in.wav", "-o", "out.wav"], ["decode", "in.wav", "-o", ""],
                  ["decode", "in.wav", "--json", "-o", "-"], ["decode", "in.wav", "--format", "raw"],
-                 ["decode", "in.wav", "-o", "x", "--format", "mp3"]]
+                 ["decode", "in.wav", "-o", "x", "--format", "mp3"], ["formats", "--", "in.wav"]]
         for text in ("-1", "1.5", "1e3", "1:60", "1:60:00", "1:2:3:4", "5m", "", "9" * 30, " 1"):
             wrong.append(["decode", "in.wav", "--from=" + text])
         for arguments in wrong:
@@ -226,7 +219,7 @@ class HostTest(unittest.TestCase):
         name = "caf\u00e9 \udce9\udcff\udcc3.wav"
         self.put_wave(name)
         (told,) = self.run_json("info", name)
-        self.assertEqual((told["file"], told["frames"]), ("caf\u00e9 \ufffd\ufffd\ufffd.wav", 50000))
+        self.assertEqual(told["file"], "caf\u00e9 \ufffd\ufffd\ufffd.wav")
         self.run_host("decode", name, "-o", "out/")
         self.assertEqual(os.listdir(self.folder / "out"), [name])
 
@@ -243,23 +236,19 @@ class HostTest(unittest.TestCase):
 
     def test_more_than_4_gib(self):
         data = 5 << 30
-        for form in (PCM16, FLOAT):
-            frames = data // struct.unpack_from("<H", form, 12)[0]
-            with open(self.folder / "huge.wav", "wb") as file:
-                file.write(b"RF64\xff\xff\xff\xffWAVEds64" + struct.pack("<IQQQI", 28, data, data, 0, 0))
-                file.write(b"fmt " + struct.pack("<I", len(form)) + form + b"data\xff\xff\xff\xff")
-                file.truncate(file.tell() + data)
-            host = subprocess.Popen([HOST, "decode", "-q", "huge.wav", "-o", "-", "--format", "wav"],
-                                    cwd=self.folder, stdout=subprocess.PIPE)
-            header = host.stdout.read(200)
-            host.stdout.close()
-            self.assertEqual(host.wait(timeout=60), 1)
-            fact = b"fact" + struct.pack("<II", 4, frames) if form == FLOAT else b""
-            start = header.index(b"data\xff\xff\xff\xff") + 8
-            riff = start - 8 + data
-            self.assertEqual(header[:start], b"".join((
-                b"RF64\xff\xff\xff\xffWAVEds64", struct.pack("<IQQQI", 28, riff, data, frames, 0),
-                b"fmt ", struct.pack("<I", len(form)), form, fact, b"data\xff\xff\xff\xff")))
+        frames = data // 4
+        begin, end = b"RF64\xff\xff\xff\xffWAVEds64", b"data\xff\xff\xff\xff"
+        form = b"fmt " + struct.pack("<I", len(FLOAT)) + FLOAT
+        ds64 = struct.pack("<IQQQI", 28, 86 + data, data, frames, 0)
+        with open(self.folder / "huge.wav", "wb") as file:
+            file.write(begin + ds64 + form + end)
+            file.truncate(file.tell() + data)
+        command = [HOST, "decode", "-q", "huge.wav", "-o", "-", "--format", "wav"]
+        with subprocess.Popen(command, cwd=self.folder, stdout=subprocess.PIPE) as host:
+            header = host.stdout.read(94)
+        self.assertEqual(host.returncode, 1)  # nobody reads on
+        fact = b"fact" + struct.pack("<II", 4, frames)
+        self.assertEqual(header, begin + ds64 + form + fact + end)
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ void Move(uint8_t* to, const void* from, int64_t bytes) {
 bool XAudioBufferNew::SetBufferByteSizeNew(uint32_t bytes, bool silence, bool keep) {
   if (keep && InPlace && !InPlaceToOutofPlace()) return false;
   if (!Storage.SetSize(bytes, keep)) {
-    Free();
+    if (!keep) Free();
     return false;
   }
   Data = Storage.Data();
@@ -69,12 +69,9 @@ bool XAudioBufferNew::InitializeBuffer(bool in_place, XAudioBufferNew& other) {
 bool XAudioBufferNew::InPlaceToOutofPlace() {
   if (!InPlace) return true;
   const uint8_t* samples = Data;
-  if (!Storage.SetSize(Capacity)) {
-    Free();
-    return false;
-  }
+  if (!Storage.SetSize(Capacity)) return false;
   Data = Storage.Data();
-  Move(Data, samples, FillCount);
+  Move(Data, samples, Capacity);
   InPlace = false;
   return true;
 }

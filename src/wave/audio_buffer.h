@@ -10,7 +10,8 @@ namespace wavecodec {
 
 // The samples lie in memory of the buffer's own, or in place in memory that somebody else keeps
 // alive. Sizes are bytes (`...Byte...`) or sample frames (`...Sample...`). Operations that need
-// memory answer false when there is none; the buffer is then empty.
+// memory answer false when there is none; the buffer is then as it was if its samples were to be
+// kept, and empty if not.
 class XAudioBufferNew : public XAudioWFX {
  public:
   XAudioBufferNew() = default;

@@ -23,7 +23,8 @@ bool XAudioBitsConv::ConvertData(XAudioBufferNew& in, int bits, bool in_place,
   if (in.BitsPerSample() == bits && in.WFXFormatTag() == tag) {
     return Out.InitializeBuffer(in_place, in);
   }
-  XAudioWFX format = in;
+  XAudioWFX format;
+  format.Assign(in);
   format.SetWFXFormatTag(tag);
   format.SetBitsPerSample(bits, true);
   if (!Init(in, bits) || !XAudioRdWr::TypeOf(in) || !XAudioRdWr::TypeOf(format)) return false;

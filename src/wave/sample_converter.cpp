@@ -28,8 +28,11 @@ bool XAudioACMDecoder::CreateNewConverter(const XAudioWFX& in, bool float_allowe
 bool XAudioACMDecoder::ConvertData(XAudioBufferNew& in, bool in_place, bool /*last_block*/,
                                    bool float_allowed) {
   if (!NeedToConvert(in, float_allowed)) return OutBuffer.InitializeBuffer(in_place, in);
-  return UseBitsConv && BitsConv.ConvertData(in, kIntegerBits, in_place, {}, false) &&
-         OutBuffer.InitializeBuffer(true, BitsConv.Buffer());
+  if (UseBitsConv && BitsConv.ConvertData(in, kIntegerBits, in_place, {}, false)) {
+    return OutBuffer.InitializeBuffer(true, BitsConv.Buffer());
+  }
+  OutBuffer.Free();  // what it referred to may be gone
+  return false;
 }
 
 }  // namespace wavecodec

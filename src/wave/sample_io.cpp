@@ -37,12 +37,12 @@ constexpr Layout LayoutOf(SampleType type) {
   return {8, 0};
 }
 
+double Clamped(double sample) { return std::isnan(sample) ? 0 : std::clamp(sample, -1.0, 1.0); }
+
+// Of a clamped sample; 1.0 is one step more than an integer can say.
 int32_t ToInteger(double sample) {
-  const double scaled = sample * kFullScale;
-  if (std::isnan(scaled)) return 0;
-  if (scaled >= kFullScale) return std::numeric_limits<int32_t>::max();
-  if (scaled <= -kFullScale) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(scaled);
+  return sample == 1.0 ? std::numeric_limits<int32_t>::max()
+                       : static_cast<int32_t>(sample * kFullScale);
 }
 
 template <typename Float>
@@ -130,7 +130,7 @@ void XAudioRdWr::SetBeginData(uint8_t* memory, int64_t samples) {
 }
 
 void XAudioRdWr::SetBeginData(const XAudioBufferNew& buffer) {
-  SetBeginData(buffer.BufferStart(), Width > 0 ? buffer.GetUsedByte() / Width : 0);
+  SetBeginData(buffer.BufferStart(), Width > 0 ? int64_t{buffer.GetUsedByte()} / Width : 0);
 }
 
 uint8_t* XAudioRdWr::At(int64_t index) const {
@@ -164,20 +164,21 @@ void XAudioRdWr::PutInt(int64_t index, int32_t value) {
 double XAudioRdWr::GetDbl(int64_t index) const {
   const uint8_t* bytes = At(index);
   if (bytes == nullptr) return 0;
-  if (Type == SampleType::Float32) return LoadFloat<float>(bytes);
-  if (Type == SampleType::Float64) return LoadFloat<double>(bytes);
+  if (Type == SampleType::Float32) return Clamped(LoadFloat<float>(bytes));
+  if (Type == SampleType::Float64) return Clamped(LoadFloat<double>(bytes));
   return GetInt(index) / kFullScale;
 }
 
 void XAudioRdWr::PutDbl(int64_t index, double value) {
   uint8_t* bytes = At(index);
   if (bytes == nullptr) return;
+  const double sample = Clamped(value);
   if (Type == SampleType::Float32) {
-    StoreFloat<float>(bytes, value);
+    StoreFloat<float>(bytes, sample);
   } else if (Type == SampleType::Float64) {
-    StoreFloat<double>(bytes, value);
+    StoreFloat<double>(bytes, sample);
   } else {
-    PutInt(index, ToInteger(value));
+    PutInt(index, ToInteger(sample));
   }
 }
 

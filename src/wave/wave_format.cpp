@@ -62,6 +62,7 @@ void XAudioWFX::Assign(const tWAVEFORMATEX* format) {
     Plain = *format;
     Current = &Plain;
   } else {
+    Current = &Plain;  // stays so when there is no memory
     if (!Extended.SetSize(size)) throw std::bad_alloc();
     std::memcpy(Extended.Data(), format, size);
     Current = reinterpret_cast<tWAVEFORMATEX*>(Extended.Data());

@@ -105,8 +105,8 @@ class XAudioWFX {
 
   WAVEFORMATEXTENSIBLE& Extensible() { return *reinterpret_cast<WAVEFORMATEXTENSIBLE*>(Current); }
 
-  XMem Extended;          // the description, when it has extra bytes
-  tWAVEFORMATEX Plain{};  // the description, when it has none
+  XMem Extended;                  // the description, when it has extra bytes
+  mutable tWAVEFORMATEX Plain{};  // the description, when it has none; queries repair it
   tWAVEFORMATEX* Current = &Plain;
 };
 
