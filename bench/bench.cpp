@@ -81,7 +81,8 @@ const Module& TheModule() {
   return module;
 }
 
-// Read system calls that this process has made.
+// Read system calls that this process has made, and what one call of this function adds to them.
+constexpr uint64_t kReadsOfReadCalls = 1;
 uint64_t ReadCalls() {
   std::ifstream io("/proc/self/io");
   std::string key;
@@ -123,17 +124,17 @@ void Decode_Module(benchmark::State& state) {
       benchmark::DoNotOptimize(block.data);
       bytes += block.byteCount;
       if (++blocks == 1) {
-        first = heap::Now();
         reads = ReadCalls();
+        first = heap::Now();
       }
     } while (block.lastBlock == 0);
+    const heap::Counts last = heap::Now();
+    reads = ReadCalls() - reads - kReadsOfReadCalls;
     const auto later_blocks = static_cast<double>(blocks - 1);
     if (bytes != kDecodeBytes) state.SkipWithError("wrong length");
-    // Reading the count took one read itself, and /proc/self/io one more for its end.
-    state.counters["reads/block"] = static_cast<double>(ReadCalls() - reads) / later_blocks;
-    state.counters["allocs/block"] =
-        static_cast<double>(heap::Now().Calls - first.Calls) / later_blocks;
-    state.counters["heap_KiB"] = static_cast<double>(heap::Now().Peak - start.Live) / 1024;
+    state.counters["reads/block"] = static_cast<double>(reads) / later_blocks;
+    state.counters["allocs/block"] = static_cast<double>(last.Calls - first.Calls) / later_blocks;
+    state.counters["heap_KiB"] = static_cast<double>(last.Peak - start.Live) / 1024;
     module.Destroy(decoder);
   }
 }
@@ -205,35 +206,33 @@ void Open_Sndfile(benchmark::State& state) {
 // group.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  RatioReporter() : ConsoleReporter(OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-      if (run.aggregate_name == "median")
-        Medians.emplace_back(run.run_name.function_name + run.run_name.args,
-                             run.GetAdjustedRealTime());
+      if (run.aggregate_name != "median" || run.error_occurred) continue;
+      const std::string& name = run.run_name.function_name;
+      const size_t bar = name.find('_');
+      Medians[name.substr(0, bar) + " " + run.run_name.args][name.substr(bar + 1)] =
+          run.GetAdjustedRealTime();
     }
   }
   void Finalize() override {
     ConsoleReporter::Finalize();
     printf("\nMedian times as ratios to the bare loop of the same kind:\n");
-    std::map<std::string, double> bare;
-    for (const auto& [name, time] : Medians) {
-      const std::string arguments = name.substr(
-          name.find_first_of("0123456789") == std::string::npos ? name.size()
-                                                                : name.find_first_of("0123456789"));
-      const std::string group = name.substr(0, name.find('_')) + arguments;
-      if (name.find("_Bare") != std::string::npos) bare[group] = time;
-      if (bare.count(group) != 0) printf("  %-28s %6.2f\n", name.c_str(), time / bare[group]);
+    for (const auto& [group, times] : Medians) {
+      for (const auto& [name, time] : times) {
+        printf("  %-12s %-14s %6.2f\n", group.c_str(), name.c_str(), time / times.at("Bare"));
+      }
     }
   }
 
  private:
-  std::vector<std::pair<std::string, double>> Medians;
+  std::map<std::string, std::map<std::string, double>> Medians;
 };
 
 }  // namespace
 
-// The bare loop of a group comes first.
 BENCHMARK(Decode_Bare)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(Decode_Module)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(Decode_SndfileRaw)->Unit(benchmark::kMillisecond)->UseRealTime();

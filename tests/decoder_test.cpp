@@ -350,9 +350,9 @@ TEST(Decoder, ThreadsShareTheReport) {
   const std::string data = Noise(300000);
   const TempFile file(Stereo16(data));
   CapturedReport report;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
+  std::thread threads[4];
+  for (std::thread& thread : threads) {
+    thread = std::thread([&] {
       for (int round = 0; round < 20; ++round) {
         Instance decoder(report.Record);
         EXPECT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));

@@ -25,7 +25,7 @@ struct Scanned {
     std::string text;
     for (size_t i = 0; i < Handler.Count(); ++i) {
       const STRIFFChunk chunk = *Handler.GetChunk(i);
-      const ChunkIDText id = RIFFChnkID2CHR(chunk.ChunkID);
+      const XStr id = RIFFChnkID2CHR(chunk.ChunkID);
       EXPECT_EQ(chunk.FileDataPosition, chunk.ChunkPosition + 8);
       text += (text.empty() ? "" : " ") + ToUtf8(id) + "@" + std::to_string(chunk.ChunkPosition) +
               "+" + std::to_string(chunk.ChunkSize);

@@ -22,11 +22,11 @@ bool CompareID(uint32_t id, uint32_t name, bool any_case) {
          id == ShiftLetters(name, 'A', 'Z', 'a' - 'A');
 }
 
-ChunkIDText RIFFChnkID2CHR(uint32_t id) {
-  ChunkIDText text{};
-  for (size_t i = 0; i < text.Characters.size(); ++i) {
-    const auto c = static_cast<uint8_t>(id >> (8 * i));
-    text.Characters[i] = c >= 0x20 && c <= 0x7E ? static_cast<wchar_t>(c) : L'.';
+XStr RIFFChnkID2CHR(uint32_t id) {
+  XStr text;
+  for (unsigned bit = 0; bit < 32; bit += 8) {
+    const auto c = static_cast<uint8_t>(id >> bit);
+    text += c >= 0x20 && c <= 0x7E ? static_cast<wchar_t>(c) : L'.';
   }
   return text;
 }

@@ -1,10 +1,10 @@
 // Four-character codes of RIFF chunks, and the ones that the module knows.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+
+#include "support/xstr.h"
 
 namespace wavecodec {
 
@@ -28,14 +28,8 @@ inline constexpr uint32_t kFact = RIFFChnkID("fact");
 // or wholly in lower case (a mixed spelling such as "Data" is neither).
 bool CompareID(uint32_t id, uint32_t name, bool any_case);
 
-// The four characters of an ID as text.
-struct ChunkIDText {
-  std::array<wchar_t, 4> Characters;
-  operator std::wstring_view() const { return {Characters.data(), Characters.size()}; }  // NOLINT
-};
-
-// For messages; what is no printable ASCII becomes ".", so that a damaged file cannot put control
-// characters into a report.
-ChunkIDText RIFFChnkID2CHR(uint32_t id);
+// The four characters of an ID, for messages; what is no printable ASCII becomes ".", so that a
+// damaged file cannot put control characters into a report.
+XStr RIFFChnkID2CHR(uint32_t id);
 
 }  // namespace wavecodec

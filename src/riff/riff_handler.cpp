@@ -139,8 +139,9 @@ bool clRIFFHandler::ScanChunk(Scan& scan, int64_t position) {
   scan.Spend(static_cast<int64_t>(kChunkHeaderSize));
   const uint32_t id = ReadU32LE(header.data());
   const uint32_t claimed_size = ReadU32LE(header.data() + 4);
-  trace.Debug() << L"  Got Chunk '" << RIFFChnkID2CHR(id) << L"'  Length: " << claimed_size
-                << L"  RiffSizeLeft: " << scan.RiffSizeLeft << L"  ChunkPosition: " << position;
+  trace.Debug() << L"  Got Chunk '" << [&] { return RIFFChnkID2CHR(id); } << L"'  Length: "
+                << claimed_size << L"  RiffSizeLeft: " << scan.RiffSizeLeft << L"  ChunkPosition: "
+                << position;
   const uint64_t size = CutToBounds(id, claimed_size, scan);
   if (position != Chunks.EndPosition()) scan.Misplaced.push_back(Chunks.Count());
   Chunks.Append(id, size);

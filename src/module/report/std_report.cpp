@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
+#include <mutex>
 
 namespace wavecodec {
 namespace {
@@ -20,7 +21,6 @@ constexpr size_t kIndent = 2;
 struct SharedState {
   std::recursive_mutex Access;
   size_t SpaceAdder = 0;  // blanks in front of a debug line
-  bool LastWasCRLF = false;
 };
 
 SharedState& State() {
@@ -88,12 +88,12 @@ void StdReport::WriteDEBUG(std::wstring_view msg, const STNStdReport& report, co
   const std::scoped_lock lock(state.Access);
   if (msg.starts_with(kLeave)) state.SpaceAdder -= std::min(state.SpaceAdder, kIndent);
   if (IsOpen(report.DebugHandle)) {
-    const XStr indentation(prefix == nullptr && state.LastWasCRLF ? state.SpaceAdder : 0, L' ');
+    const XStr indentation(prefix == nullptr && LastWasCRLF ? state.SpaceAdder : 0, L' ');
     WriteFile(report.DebugHandle,
               GetFinalMsg(prefix != nullptr ? prefix : indentation, msg, function, end_line));
   }
   if (msg.starts_with(kEnter)) state.SpaceAdder += kIndent;
-  state.LastWasCRLF = end_line;
+  LastWasCRLF = end_line;
 }
 
 void StdReport::WriteNotice(std::wstring_view msg, const STNStdReport& report, const char* function,
@@ -113,20 +113,7 @@ void StdReport::WriteERROR(std::wstring_view msg, const STNStdReport& report,
 
 STNStdReport StdReportToStdErr() { return {STDERR_FILENO, STDERR_FILENO, STDERR_FILENO}; }
 
-ReportLine::ReportLine(Kind kind, const STNStdReport& report, const char* function)
-    : LineKind(kind),
-      Report(report),
-      Function(function),
-      Wanted(StdReport::IsOpen(report.DebugHandle) ||
-             (kind == Kind::Information && StdReport::IsOpen(report.InformationHandle)) ||
-             (kind == Kind::Error && StdReport::IsOpen(report.ErrorHandle))) {}
-
-ReportLine& ReportLine::operator<<(std::wstring_view piece) {
-  if (Wanted) Text += piece;
-  return *this;
-}
-
-ReportLine::~ReportLine() {
+void ReportLine::Write() noexcept {
   try {
     switch (LineKind) {
       case Kind::Debug:

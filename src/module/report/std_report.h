@@ -10,8 +10,8 @@
 // A report that goes nowhere costs no formatting.
 #pragma once
 
+#include <atomic>
 #include <concepts>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -40,12 +40,19 @@ class StdReport {
   // raises no signal.
   static void WriteFile(intptr_t handle, std::wstring_view text);
 
+  // What a debug line does to the state of the report when its text goes nowhere.
+  static void EndSilentLine() {
+    if (!LastWasCRLF.load(std::memory_order_relaxed)) LastWasCRLF = true;
+  }
   // True when text for this handle goes anywhere.
   static bool IsOpen(intptr_t handle) { return handle != 0 && handle != -1; }
 
  private:
   static void WriteNotice(std::wstring_view msg, const STNStdReport& report, const char* function,
                           const wchar_t* prefix, intptr_t handle);
+
+  // The last debug text of the process ended its line.
+  static inline constinit std::atomic<bool> LastWasCRLF{false};
 };
 
 // A record whose three handles are all the standard error.
@@ -57,21 +64,35 @@ class ReportLine {
  public:
   enum class Kind { Debug, Information, Error };
 
-  ReportLine(Kind kind, const STNStdReport& report, const char* function);
+  ReportLine(Kind kind, const STNStdReport& report, const char* function)
+      : LineKind(kind),
+        Report(report),
+        Function(function),
+        Wanted(StdReport::IsOpen(report.DebugHandle) ||
+               (kind == Kind::Information && StdReport::IsOpen(report.InformationHandle)) ||
+               (kind == Kind::Error && StdReport::IsOpen(report.ErrorHandle))) {}
   ReportLine(const ReportLine&) = delete;
   ReportLine& operator=(const ReportLine&) = delete;
-  ~ReportLine();
+  ~ReportLine() { Wanted ? Write() : StdReport::EndSilentLine(); }
 
-  ReportLine& operator<<(std::wstring_view piece);
-  ReportLine& operator<<(std::integral auto number) {
-    return Wanted ? *this << std::wstring_view(std::to_wstring(number)) : *this;
-  }
-  // A piece that takes work: `make_piece` is only called when the line goes somewhere.
-  ReportLine& operator<<(std::invocable auto make_piece) {
-    return Wanted ? *this << std::wstring_view(make_piece()) : *this;
+  // A piece is text, a number, or a function that makes text and is only called when the line goes
+  // somewhere.
+  template <typename Piece>
+  ReportLine& operator<<(const Piece& piece) {
+    if (!Wanted) return *this;
+    if constexpr (std::integral<Piece>) {
+      Text += std::to_wstring(piece);
+    } else if constexpr (std::invocable<const Piece&>) {
+      Text += piece();
+    } else {
+      Text += std::wstring_view(piece);
+    }
+    return *this;
   }
 
  private:
+  void Write() noexcept;
+
   const Kind LineKind;
   const STNStdReport& Report;
   const char* const Function;
