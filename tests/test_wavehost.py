@@ -224,6 +224,12 @@ class HostTest(unittest.TestCase):
         self.run_host("decode", name, "-o", "out/")
         self.assertEqual(os.listdir(self.folder / "out"), [name])
 
+    @unittest.skipUnless("C_HOST" in os.environ, "needs the C host")
+    def test_host_in_plain_c(self):
+        self.put_wave("in.wav")
+        command = [os.environ["C_HOST"], os.environ["WAVE_MODULE"], "in.wav"]
+        self.assertEqual(subprocess.check_output(command, cwd=self.folder), b"200000\n")
+
     def test_streams(self):
         self.put_wave("in.wav")
         done = self.run_host("decode", "in.wav", "-o", "-", "--report")
