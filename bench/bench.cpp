@@ -221,8 +221,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::Finalize();
     printf("\nMedian times as ratios to the bare loop of the same kind:\n");
     for (const auto& [group, times] : Medians) {
+      const auto bare = times.find("Bare");
+      if (bare == times.end()) continue;
       for (const auto& [name, time] : times) {
-        printf("  %-12s %-14s %6.2f\n", group.c_str(), name.c_str(), time / times.at("Bare"));
+        printf("  %-12s %-14s %6.2f\n", group.c_str(), name.c_str(), time / bare->second);
       }
     }
   }

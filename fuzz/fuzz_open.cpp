@@ -57,12 +57,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Set(decoder, L"Set Decode Range", &range);
   STZuOpenDecoder source{};
   source.fileName = name.c_str();
-  source.flags = plan.Flags & 31;
+  source.flags = plan.Flags & 29;  // packet mode ends at once: a test has it
   Open(decoder, &source);
   if (DecodeAll(decoder) > size) abort();
   SetPosition(decoder, plan.Seek);
   if (DecodeAll(decoder) > size) abort();
   Close(decoder, nullptr);
   Destroy(decoder);
+  std::filesystem::remove(path);
   return 0;
 }

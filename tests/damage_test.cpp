@@ -26,16 +26,20 @@ std::vector<std::string> Seeds() {
   };
 }
 
-// Opens, decodes and seeks; false when more came out than the file holds.
-bool Survives(const TempFile& file, size_t file_size, uint32_t random) {
+// Opens, decodes and seeks; false when something came out that does not lie in the file.
+bool Survives(const TempFile& file, const std::string& bytes, uint32_t random) {
   Instance decoder;
   decoder.Range(random % 7 == 0 ? static_cast<int64_t>(random) - 1000 : 0,
                 random % 5 == 0 ? static_cast<int64_t>(random) * 1000 : -1);
   decoder.Open(file.Name(), random % 32 & ~uint32_t{ZuOpenPackets});
-  const size_t first = decoder.DecodeAll().size();
+  const auto decoded_lies_inside = [&] {
+    std::string decoded = decoder.DecodeAll();
+    if (decoded.ends_with('!')) decoded.pop_back();
+    return bytes.find(decoded) != std::string::npos;
+  };
+  const bool first = decoded_lies_inside();
   decoder.Seek(static_cast<int64_t>(random % 3000) - 100);
-  const size_t second = decoder.DecodeAll().size();
-  return first <= file_size + 1 && second <= file_size + 1;
+  return decoded_lies_inside() && first;
 }
 
 TEST(Damage, EveryLengthOfAFile) {
@@ -43,7 +47,7 @@ TEST(Damage, EveryLengthOfAFile) {
   for (const std::string& seed : Seeds()) {
     for (size_t length = 0; length <= seed.size(); length += length < 200 ? 1 : 97) {
       file.Write(seed.substr(0, length));
-      ASSERT_TRUE(Survives(file, length, ZuOpenDecode)) << length;
+      ASSERT_TRUE(Survives(file, seed.substr(0, length), ZuOpenDecode)) << length;
     }
   }
 }
@@ -63,7 +67,7 @@ TEST(Damage, TenThousandMutations) {
     if (random() % 4 == 0) bytes.resize(random() % bytes.size());
     if (random() % 8 == 0) bytes.insert(random() % (bytes.size() + 1), Noise(random() % 40));
     file.Write(bytes);
-    ASSERT_TRUE(Survives(file, bytes.size(), static_cast<uint32_t>(random()))) << "round " << round;
+    ASSERT_TRUE(Survives(file, bytes, static_cast<uint32_t>(random()))) << "round " << round;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support.h"
+#include "wave/wave_decoder.h"
 
 namespace wavecodec::test {
 namespace {
@@ -298,6 +299,63 @@ TEST(Decoder, AReadThatFailsCanBeRepeated) {
   EXPECT_EQ(decoder.DecodeAll(), data.substr(65536));
 }
 
+// A source whose n-th use fails, below a decoder that is driven directly.
+struct FailingFile : XFile {
+  bool Fails() { return --UsesLeft == 0; }
+  bool SetPosition(int64_t offset, ENXFilePos from) override {
+    return !Fails() && XFile::SetPosition(offset, from);
+  }
+  size_t ReadSmall(void* buffer, size_t count) override {
+    return Fails() ? 0 : XFile::ReadSmall(buffer, count);
+  }
+  int UsesLeft = 0;
+};
+struct DirectDecoder : clWaveDecoderCore {
+  explicit DirectDecoder(FailingFile& file) : clWaveDecoderCore(file) {}
+  using clWaveDecoderCore::Initialize;
+};
+
+TEST(Decoder, SaysWhichUseOfTheSourceFailed) {
+  const std::string pull_out = "  [PullOutFMTnDATA]\r\n";
+  const std::pair<std::string, bool> expected[] = {
+      {"Error cannot Set File Position." + pull_out, false},
+      {"Error cannot read 'fmt ' chunk from file." + pull_out, false},
+      {"Error cannot Set File Position" + pull_out, true},
+      {"Error cannot read 'fact' chunk from file." + pull_out, true},
+      {"Error SetPosition returned false.  [PrepareToDecodeAudio]\r\n", false},
+      {"", true},
+  };
+  const TempFile content(
+      Riff(Fmt(1, 2, 44100, 16) + Chunk("fact", LE(7, 4)) + Chunk("data", "abcd")));
+  FailingFile file;
+  int use = 1;
+  for (const auto& [error, ok] : expected) {
+    CapturedReport report;
+    STZuAudioInfo info{};
+    ASSERT_TRUE(file.Open(content.Name().c_str()));
+    DirectDecoder decoder(file);
+    ASSERT_TRUE(decoder.Initialize(report.Record, 0, -1));
+    file.UsesLeft = use++;
+    EXPECT_EQ(decoder.PrepareToDecodeAudio(info), ok);
+    EXPECT_EQ(report.Errors(), error);
+  }
+}
+
+TEST(Decoder, SaysWhyItRefuses) {
+  const TempFile adpcm(Riff(Fmt(2, 1, 8000, 4) + Chunk("data", "abcd")));
+  CapturedReport report;
+  Instance decoder(report.Record);
+  EXPECT_FALSE(decoder.Open(adpcm.Name(), ZuOpenPackets | ZuOpenDecode));
+  EXPECT_EQ(decoder.M.DeleteATag(decoder.Self, adpcm.Name().c_str(), nullptr), 0U);
+  EXPECT_TRUE(decoder.Open(adpcm.Name(), ZuOpenInfo));
+  EXPECT_TRUE(decoder.Seek(0));
+  EXPECT_FALSE(decoder.Decode());
+  EXPECT_EQ(report.Errors(),
+            "Error cannot decode external-packet data.  [Open]\r\n"
+            "Error this version of the module cannot delete tags.  [DeleteATag]\r\n"
+            "Error cannot decode data, audio file corrupt?  [DecodeBlock]\r\n");
+}
+
 TEST(Decoder, RefusesNullAndKeepsGoing) {
   const Module& m = Module::Loaded();
   STZuOpenDecoder open{};
@@ -333,6 +391,10 @@ TEST(Decoder, ThreadsShareTheReport) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  size_t opens = 0;
+  const std::string debug = report.Debug();
+  for (size_t at = 0; (at = debug.find("->->  [Open]\r\n", at)) != debug.npos; ++at) ++opens;
+  EXPECT_EQ(opens, 80U);
 }
 
 }  // namespace

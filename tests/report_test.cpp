@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "support.h"
 
 namespace wavecodec {
@@ -67,12 +69,18 @@ TEST_F(Report, WritesUtf8AndSurvivesAClosedPipe) {
   const std::wstring text = {0xE9, 0x20AC, 0x1F600, static_cast<wchar_t>(0xD800), L'.'};
   StdReport::WriteFile(R.DebugHandle, text);
   EXPECT_EQ(Captured.Debug(), "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD.");
+  const auto before = signal(SIGPIPE, SIG_DFL);  // it would end the process
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
   StdReport::WriteFile(ends[1], L"nobody reads this");
   StdReport::WriteFile(-1, L"nor this");
   close(ends[1]);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+  signal(SIGPIPE, before);
+  EXPECT_EQ(StdReportToStdErr().DebugHandle, STDERR_FILENO);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ TEST(Support, FileNamesKeepEveryByte) {
   EXPECT_EQ(FromFileNameBytes("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), L"\xE9\x20AC\x1F600");
   EXPECT_EQ(FromFileNameBytes("\xC0\xAF\xED\xA0\x80"), L"\xDCC0\xDCAF\xDCED\xDCA0\xDC80");
   EXPECT_EQ(ToUtf8(L"\xDCC0"), "\xEF\xBF\xBD");
+  EXPECT_FALSE(ToFileNameBytes(std::wstring{L'a', static_cast<wchar_t>(0xD800)}));
 }
 
 TEST(Support, PackedListsEndAtAnEmptyNameOrTheBound) {

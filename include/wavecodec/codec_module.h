@@ -17,9 +17,10 @@
  * from nothing, whatever the instance did before.
  *
  * Results. Every entry point except `Create` returns 1 for success and 0 for failure, and 0 when
- * the instance is null (`Destroy` always returns 1). A failing call writes one line that says why
- * to the error handle of the report given to `Create`. No C++ exception and no signal leaves an
- * entry point.
+ * the instance or a record is null (`Destroy` always returns 1). `Open`, `DecodeBlock`, `SetPosition`
+ * and `DeleteATag` write a line that says why they failed to the error handle of the report given to
+ * `Create`; for `Get` and `Set` 0 says it all. No C++ exception leaves an entry point, and no signal
+ * comes of writing the report.
  *
  * Threads. An instance is used by one thread at a time. Different instances are independent and may
  * be used by different threads at once; what they share (the report's indentation) is guarded
@@ -285,9 +286,10 @@ typedef uint32_t (*ZuCloseFn)(void* instance, STZuEncoderFluid* fluid);
 /**
  * Decodes the next block: whole sample frames, at most 65,536 stored bytes, as they are stored.
  * @param block out: every field that is not reserved. When nothing was left at the call, only
- *        `positionMs` and `lastBlock` (1) are written.
- * @return 1 on success, also at the end. On failure 0: the position does not move, so the call may
- * be repeated.
+ *        `positionMs` and `lastBlock` (1) are written; when less than a sample frame was left,
+ *        `byteCount` is 0 and `lastBlock` 1.
+ * @return 1 on success, also at the end. On failure 0. A failed read does not move the position, so
+ *         the call may be repeated.
  *
  * One read of the file a call, into the memory that `data` points at; no allocation after the
  * first.
@@ -315,15 +317,15 @@ typedef uint32_t (*ZuDeleteATagFn)(void* instance, const wchar_t* fileName, cons
 /**
  * Asks the module what it can do. The key is compared exactly.
  *
- * | key                           | uses                | sets |
- * |-------------------------------|---------------------|-------------------------------------------|
- * | "Decodes"                     | `Index`             | `Text1` extension, `Text2` format name |
- * | "StreamingDecodes"            | `Index`             | `Text1` MIME type | | "Decoder
- * Description"         |                     | `Text1` description                       | |
- * "Property Elements"           |                     | `Text1` property names, separated by CR   |
- * | "Default Property Elements"   |                     | `Text1` those shown by default | | "ID
- * Tag Options"              | `Index`, `SubIndex` | `Text1` option, `Text2` settings path,    | |
- * |                     | `Text3` choice                            |
+ * | key                         | uses                | sets                                    |
+ * |-----------------------------|---------------------|-----------------------------------------|
+ * | "Decodes"                   | `Index`             | `Text1` extension, `Text2` format name  |
+ * | "StreamingDecodes"          | `Index`             | `Text1` MIME type                       |
+ * | "Decoder Description"       |                     | `Text1` description                     |
+ * | "Property Elements"         |                     | `Text1` property names, separated by CR |
+ * | "Default Property Elements" |                     | `Text1` those shown by default          |
+ * | "ID Tag Options"            | `Index`, `SubIndex` | `Text1` option, `Text2` settings path,  |
+ * |                             |                     | `Text3` choice                          |
  *
  * Enumerated answers are asked for with an index that counts up from 0 until the result is 0.
  * @return 1 when the key is known and there is such an item. On 0 the record is as it was. Texts

@@ -1,13 +1,16 @@
 #include "module/decoder.h"
 
+#include <type_traits>
+
 #include "module/report/std_report.h"
 
 namespace wavecodec {
 
 // Nothing of an earlier source shows through, whatever state it was left in.
 void clDecoder::StartFromNothing() {
-  WaveDecoder.emplace();
+  static_assert(std::is_nothrow_default_constructible_v<clWaveDecoder>);  // there is always one
   Source.Close();
+  WaveDecoder.emplace();
 }
 
 bool clDecoder::Open(STZuOpenDecoder& record) {

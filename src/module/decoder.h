@@ -14,7 +14,7 @@ namespace wavecodec {
 // reported.
 class clDecoder {
  public:
-  explicit clDecoder(const STNStdReport& report) : Report(report) {}
+  explicit clDecoder(const STNStdReport& report) noexcept : Report(report) {}
   clDecoder(const clDecoder&) = delete;
   clDecoder& operator=(const clDecoder&) = delete;
 

@@ -3,6 +3,7 @@
 #define WAVECODEC_EXPORT __attribute__((visibility("default")))
 #include <exception>
 #include <new>
+#include <type_traits>
 
 #include "module/decoder.h"
 #include "module/report/std_report.h"
@@ -19,10 +20,12 @@ uint32_t Guard(void* instance, const char* name, Call call) noexcept {
   auto& decoder = *static_cast<clDecoder*>(instance);
   try {
     return call(decoder) ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    wavecodec::StdReport::WriteNoMemory(decoder.GetReport());
   } catch (const std::exception&) {
-    wavecodec::ErrorLine(decoder.GetReport(), name) << L"Error out of memory.";
-    return 0;
+    wavecodec::ErrorLine(decoder.GetReport(), name) << L"Error of the system's library.";
   }
+  return 0;
 }
 
 // The same for a call that takes a record of the host; 0 when the host gave none.
@@ -37,6 +40,7 @@ uint32_t GuardRecord(void* instance, Record* record, const char* name, Call call
 extern "C" {
 
 void* Create(const STNStdReport* report) {
+  static_assert(std::is_nothrow_constructible_v<clDecoder, const STNStdReport&>);
   return new (std::nothrow) clDecoder(report != nullptr ? *report : STNStdReport{});
 }
 

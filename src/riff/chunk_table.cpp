@@ -15,24 +15,25 @@ int64_t Footprint(uint64_t size) {
 }  // namespace
 
 void RIFFChunkTable::Append(uint32_t id, uint64_t size) {
-  if (Entries.size() % kStride == 0) Positions.push_back(End);
+  if (Chunks % kBlockCount == 0) Blocks.push_back({End, {}});
+  Blocks.back().Entries.push_back({id, static_cast<uint32_t>(size)});
   if (size > std::numeric_limits<uint32_t>::max()) {
-    WideIndex = Entries.size();
+    WideIndex = Chunks;
     WideSize = size;
   }
-  Entries.push_back({id, static_cast<uint32_t>(size)});
+  ++Chunks;
   End = SaturatingAdd(End, Footprint(size));
 }
 
 void RIFFChunkTable::Clear() { *this = RIFFChunkTable(); }
 
 std::optional<STRIFFChunk> RIFFChunkTable::At(size_t index) const {
-  if (index >= Entries.size()) return std::nullopt;
-  int64_t position = Positions[index / kStride];
-  for (size_t i = index / kStride * kStride; i < index; ++i) {
+  if (index >= Chunks) return std::nullopt;
+  int64_t position = Blocks[index / kBlockCount].Position;
+  for (size_t i = index - index % kBlockCount; i < index; ++i) {
     position = SaturatingAdd(position, Footprint(SizeAt(i)));
   }
-  return STRIFFChunk{Entries[index].ID, SizeAt(index), position, position + kHeaderSize};
+  return STRIFFChunk{EntryAt(index).ID, SizeAt(index), position, position + kHeaderSize};
 }
 
 }  // namespace wavecodec

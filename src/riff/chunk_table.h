@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <vector>
 
@@ -28,14 +27,14 @@ class RIFFChunkTable {
 
   void Append(uint32_t id, uint64_t size);
   void Clear();
-  [[nodiscard]] size_t Count() const { return Entries.size(); }
+  [[nodiscard]] size_t Count() const { return Chunks; }
   // The chunk at `index`; none past the end.
   [[nodiscard]] std::optional<STRIFFChunk> At(size_t index) const;
   // Index of the first chunk that `matches(id)`; none when there is none.
   template <typename Predicate>
   [[nodiscard]] std::optional<size_t> Find(Predicate matches) const {
-    for (size_t i = 0; i < Entries.size(); ++i) {
-      if (matches(Entries[i].ID)) return i;
+    for (size_t i = 0; i < Chunks; ++i) {
+      if (matches(EntryAt(i).ID)) return i;
     }
     return std::nullopt;
   }
@@ -47,14 +46,21 @@ class RIFFChunkTable {
     uint32_t ID;
     uint32_t Size;
   };
-  static constexpr size_t kStride = 1024;  // chunks from one remembered position to the next
+  struct Block {
+    int64_t Position;  // of its first chunk
+    std::vector<Entry> Entries;
+  };
+  static constexpr size_t kBlockCount = 8192;  // chunks in every block but the last
 
+  [[nodiscard]] const Entry& EntryAt(size_t index) const {
+    return Blocks[index / kBlockCount].Entries[index % kBlockCount];
+  }
   [[nodiscard]] uint64_t SizeAt(size_t index) const {
-    return index == WideIndex ? WideSize : Entries[index].Size;
+    return index == WideIndex ? WideSize : EntryAt(index).Size;
   }
 
-  std::deque<Entry> Entries;
-  std::vector<int64_t> Positions;  // of every kStride-th chunk
+  std::vector<Block> Blocks;
+  size_t Chunks = 0;
   int64_t End = kFirstPosition;
   size_t WideIndex = SIZE_MAX;  // the chunk whose size is WideSize, not its entry's
   uint64_t WideSize = 0;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
 
 #include "module/report/std_report.h"
 #include "support/byte_order.h"
@@ -23,7 +22,7 @@ struct clRIFFHandler::Scan {
   const TraceScope& Trace;
   int64_t FileSizeLeft = 0;
   int64_t RiffSizeLeft = 0;
-  std::vector<size_t> Misplaced{};  // chunks found where the layout rule does not have them
+  size_t Misplaced = 0;  // chunks found where the layout rule does not have them
 
   void Spend(int64_t bytes) {
     FileSizeLeft = std::max<int64_t>(0, FileSizeLeft - bytes);
@@ -33,13 +32,11 @@ struct clRIFFHandler::Scan {
 
 void clRIFFHandler::DefaultCreate() {
   RiffID = chunk_id::kRiff;
-  FormType = chunk_id::kWave;
   CalcAllChunks();
 }
 
 void clRIFFHandler::Destroy() {
   RiffID = chunk_id::kRiff;
-  FormType = chunk_id::kWave;
   RiffSize = 0;
   Chunks.Clear();
   File = nullptr;
@@ -110,14 +107,13 @@ bool clRIFFHandler::ReadContainerHeader(Scan& scan) {
   if (!CompareID(form, chunk_id::kWave, true)) {
     return trace.Fail(L"Error RIFF form chunk unknown '", RIFFChnkID2CHR(form), L"'");
   }
-  trace.Debug() << L"  RIFF Header '" << RIFFChnkID2CHR(id) << L"'  Length: " << size
-                << L"  FormType '" << RIFFChnkID2CHR(form) << L"'";
+  trace.Debug() << L"  RIFF Header '" << [&] { return RIFFChnkID2CHR(id); } << L"'  Length: "
+                << size << L"  FormType '" << [&] { return RIFFChnkID2CHR(form); } << L"'";
   if (size != kSizeIn64Bits && size % 2 != 0) {
     trace.Info() << L"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.";
   }
   RiffID = id;
   RiffSize = size;
-  FormType = form;
   scan.FileSizeLeft -= static_cast<int64_t>(kContainerHeaderSize);
   scan.RiffSizeLeft = size >= 4 ? int64_t{size} - 4 : 0;
   if (scan.RiffSizeLeft != scan.FileSizeLeft) {
@@ -143,7 +139,7 @@ bool clRIFFHandler::ScanChunk(Scan& scan, int64_t position) {
                 << claimed_size << L"  RiffSizeLeft: " << scan.RiffSizeLeft << L"  ChunkPosition: "
                 << position;
   const uint64_t size = CutToBounds(id, claimed_size, scan);
-  if (position != Chunks.EndPosition()) scan.Misplaced.push_back(Chunks.Count());
+  if (position != Chunks.EndPosition()) ++scan.Misplaced;
   Chunks.Append(id, size);
   const auto skip = static_cast<int64_t>(size + size % 2);
   if (!File->SetPosition(skip, ENXFilePos::Current)) {
@@ -167,14 +163,14 @@ uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const Scan& scan
   return runs_to_the_end ? left : std::min<uint64_t>(size, left);
 }
 
-void clRIFFHandler::CompareLayout(const Scan& scan) {
+void clRIFFHandler::CompareLayout(Scan& scan) {
   const uint64_t stored_size = RiffSize;
   CalcAllChunks();
   if (RiffSize != stored_size && !CompareID(RiffID, chunk_id::kRf64, true) &&
       stored_size % 2 == 0) {
     scan.Trace.Info() << L"Error calculated total RIFF chunk size differs from file.";
   }
-  for ([[maybe_unused]] const size_t index : scan.Misplaced) {
+  for (; scan.Misplaced > 0; --scan.Misplaced) {
     scan.Trace.Error() << L"Error calculated sub-chunk ChunkPosition differs from file.";
     scan.Trace.Error() << L"Error calculated sub-chunk FileDataPosition differs from file.";
   }

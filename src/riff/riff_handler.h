@@ -16,7 +16,7 @@ namespace wavecodec {
 // in the file is believed beyond what the file has left.
 class clRIFFHandler {
  public:
-  clRIFFHandler() { DefaultCreate(); }
+  clRIFFHandler() noexcept { DefaultCreate(); }
 
   // Scans `file`, which must stay open as long as the handler is used. True when the table is
   // usable.
@@ -46,13 +46,12 @@ class clRIFFHandler {
   bool ReadContainerHeader(Scan& scan);
   bool ScanChunk(Scan& scan, int64_t position);
   [[nodiscard]] uint64_t CutToBounds(uint32_t id, uint32_t size, const Scan& scan) const;
-  void CompareLayout(const Scan& scan);
+  void CompareLayout(Scan& scan);
 
   XFile* File = nullptr;
   STNStdReport Report{};
   uint32_t RiffID = chunk_id::kRiff;
   uint64_t RiffSize = 0;
-  uint32_t FormType = chunk_id::kWave;
   RIFFChunkTable Chunks;
 };
 

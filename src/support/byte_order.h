@@ -5,12 +5,8 @@
 
 namespace wavecodec {
 
-constexpr uint16_t ReadU16LE(const uint8_t* bytes) {
-  return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
 constexpr uint32_t ReadU32LE(const uint8_t* bytes) {
-  return ReadU16LE(bytes) | static_cast<uint32_t>(ReadU16LE(bytes + 2)) << 16;
+  return bytes[0] | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 | uint32_t{bytes[3]} << 24;
 }
 
 }  // namespace wavecodec

@@ -12,18 +12,31 @@
 
 namespace wavecodec {
 
+namespace {
+
+XFileHandle OpenForReading(const char* path, int more_flags) {
+  XFileHandle handle = kNoFile;
+  do {
+    handle = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | more_flags);
+  } while (handle == kNoFile && errno == EINTR);
+  return handle;
+}
+
+}  // namespace
+
 bool XFile::Open(const wchar_t* name) {
   Close();
-  if (name == nullptr) return false;
-  // O_NONBLOCK: a pipe without a writer must not hang the host; on a regular file it has no effect.
-  const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  const std::string path = ToFileNameBytes(name);
-  int handle = kNoFile;
-  do {
-    handle = ::open(path.c_str(), flags);
-  } while (handle == kNoFile && errno == EINTR);
-  if (handle == kNoFile) return false;
+  const auto path = name != nullptr ? ToFileNameBytes(name) : std::nullopt;
+  if (!path) return false;
   struct stat status {};
+  // Without waiting first: opening a pipe that nobody writes to must not hang the host. A file that
+  // another program has leased is waited for.
+  XFileHandle handle = OpenForReading(path->c_str(), O_NONBLOCK);
+  if (handle == kNoFile && errno == EWOULDBLOCK && ::stat(path->c_str(), &status) == 0 &&
+      S_ISREG(status.st_mode)) {
+    handle = OpenForReading(path->c_str(), 0);
+  }
+  if (handle == kNoFile) return false;
   if (::fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) {
     ::close(handle);
     return false;

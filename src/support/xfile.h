@@ -19,7 +19,7 @@ inline constexpr XFileHandle kNoFile = -1;
 // in for a file; everything that reads a Wave source takes this class.
 class XFile {
  public:
-  XFile() = default;
+  XFile() noexcept = default;
   XFile(const XFile&) = delete;
   XFile& operator=(const XFile&) = delete;
   virtual ~XFile() { XFile::Close(); }

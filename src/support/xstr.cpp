@@ -12,12 +12,13 @@ constexpr uint32_t kRawByteBase = 0xDC00;  // U+DC80..U+DCFF stand for the bytes
 
 constexpr uint32_t CodePoint(wchar_t unit) { return static_cast<uint32_t>(unit); }
 constexpr bool IsSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+constexpr bool IsCharacter(uint32_t c) { return c <= 0x10FFFF && !IsSurrogate(c); }
 constexpr bool IsRawByte(uint32_t c) {
   return c >= kRawByteBase + 0x80 && c <= kRawByteBase + 0xFF;
 }
 
 void AppendCharacter(std::string& out, uint32_t c) {
-  if (c > 0x10FFFF || IsSurrogate(c)) c = kReplacement;
+  if (!IsCharacter(c)) c = kReplacement;
   const auto continuation = [&](unsigned shift) {
     out += static_cast<char>(0x80 | ((c >> shift) & 0x3F));
   };
@@ -55,30 +56,26 @@ size_t ReadCharacter(std::string_view bytes, uint32_t& c) {
     if ((next & 0xC0) != 0x80) return 0;
     c = c << 6 | (next & 0x3F);
   }
-  return c < kSmallest[length - 2] || c > 0x10FFFF || IsSurrogate(c) ? 0 : length;
+  return c < kSmallest[length - 2] || !IsCharacter(c) ? 0 : length;
 }
-
-constexpr wchar_t FoldAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
 
 }  // namespace
-
-void AppendUtf8(std::string& out, std::wstring_view text) {
-  for (const wchar_t c : text) AppendCharacter(out, CodePoint(c));
-}
 
 std::string ToUtf8(std::wstring_view text) {
   std::string out;
   out.reserve(text.size());
-  AppendUtf8(out, text);
+  for (const wchar_t c : text) AppendCharacter(out, CodePoint(c));
   return out;
 }
 
-std::string ToFileNameBytes(std::wstring_view name) {
+std::optional<std::string> ToFileNameBytes(std::wstring_view name) {
   std::string out;
   out.reserve(name.size());
   for (const wchar_t c : name) {
     if (IsRawByte(CodePoint(c))) {
       out += static_cast<char>(CodePoint(c) - kRawByteBase);
+    } else if (!IsCharacter(CodePoint(c))) {
+      return std::nullopt;
     } else {
       AppendCharacter(out, CodePoint(c));
     }
@@ -100,11 +97,6 @@ XStr FromFileNameBytes(std::string_view bytes) {
     bytes.remove_prefix(length);
   }
   return out;
-}
-
-bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](wchar_t x, wchar_t y) { return FoldAscii(x) == FoldAscii(y); });
 }
 
 void XStrList::SetFromPackedCharArray(const wchar_t* packed, size_t bound) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,16 +14,13 @@ using XStr = std::wstring;
 
 // UTF-8 of `text`; a unit that is no character (a surrogate, or past U+10FFFF) becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
-void AppendUtf8(std::string& out, std::wstring_view text);
 
 // Bytes of a file name: UTF-8, except that U+DC80 to U+DCFF stand for the raw bytes 0x80 to 0xFF,
-// so that a name that is not valid UTF-8 can be named.
-std::string ToFileNameBytes(std::wstring_view name);
+// so that a name that is not valid UTF-8 can be named. None for a name with any other unit that is
+// no character: no file has it.
+std::optional<std::string> ToFileNameBytes(std::wstring_view name);
 // The reverse: whatever is not valid UTF-8 becomes U+DC80 to U+DCFF.
 XStr FromFileNameBytes(std::string_view bytes);
-
-// True when both are equal but for the case of ASCII letters.
-bool EqualNoCase(std::wstring_view a, std::wstring_view b);
 
 // A list of texts.
 struct XStrList : std::vector<XStr> {

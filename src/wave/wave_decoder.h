@@ -54,7 +54,7 @@ class clWaveDecoderCore {
 
  protected:
   // `source` lies in the derived object and is opened by it.
-  explicit clWaveDecoderCore(XFile& source) : Source(source) {}
+  explicit clWaveDecoderCore(XFile& source) noexcept : Source(source) {}
   ~clWaveDecoderCore() = default;
 
   // Stores report and range (sample frames; to -1 is the end) and scans the open source.
@@ -88,7 +88,7 @@ class clWaveDecoderCore {
 // The decoder of a file on a local disk.
 class clWaveDecoder final : public clWaveDecoderCore {
  public:
-  clWaveDecoder() : clWaveDecoderCore(File) {}
+  clWaveDecoder() noexcept : clWaveDecoderCore(File) {}
 
   // Scans the file behind an open handle, which stays the caller's.
   bool Initialize(XFileHandle handle, const STNStdReport& report, int64_t decode_from,

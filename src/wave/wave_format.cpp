@@ -33,7 +33,7 @@ XStr CodecName(int tag) {
   }
 }
 
-XAudioWFX::XAudioWFX() { Assign(nullptr, 0); }
+XAudioWFX::XAudioWFX() noexcept { Assign(nullptr, 0); }
 XAudioWFX::XAudioWFX(int channels, int samples_per_sec, int bits_per_sample) {
   Assign(channels, samples_per_sec, bits_per_sample);
 }

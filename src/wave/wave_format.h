@@ -23,7 +23,7 @@ XStr CodecName(int tag);
 // computed, and what would be a divisor of 0 becomes 1.
 class XAudioWFX {
  public:
-  XAudioWFX();
+  XAudioWFX() noexcept;
   XAudioWFX(int channels, int samples_per_sec, int bits_per_sample);
   explicit XAudioWFX(const tWAVEFORMATEX* format);
   explicit XAudioWFX(const WAVEFORMATEXTENSIBLE* format) : XAudioWFX(&format->Format) {}

@@ -1,13 +1,14 @@
 #include "module/report/std_report.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <exception>
 #include <mutex>
+#include <new>
 
 namespace wavecodec {
 namespace {
@@ -28,45 +29,71 @@ SharedState& State() {
   return state;
 }
 
-// Keeps a write to a closed pipe from ending the host: SIGPIPE is held back on this thread, and one
-// that came meanwhile is taken away again.
-class SigPipeGuard {
+// Keeps a write to a closed pipe, or past the limit of a file's size, from ending the host: the
+// signal is held back on this thread, and one that came meanwhile is taken away again.
+class WriteSignalGuard {
  public:
-  SigPipeGuard() {
-    sigemptyset(&PipeOnly);
-    sigaddset(&PipeOnly, SIGPIPE);
-    WasPending = IsPending();
-    pthread_sigmask(SIG_BLOCK, &PipeOnly, &Before);
+  WriteSignalGuard() {
+    sigemptyset(&Held);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      if (!IsPending(signal)) sigaddset(&Held, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &Held, &Before);
   }
-  ~SigPipeGuard() { pthread_sigmask(SIG_SETMASK, &Before, nullptr); }
-  SigPipeGuard(const SigPipeGuard&) = delete;
-  SigPipeGuard& operator=(const SigPipeGuard&) = delete;
+  ~WriteSignalGuard() { pthread_sigmask(SIG_SETMASK, &Before, nullptr); }
+  WriteSignalGuard(const WriteSignalGuard&) = delete;
+  WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
 
-  void TakeAway() const {
-    int signal = 0;
-    if (!WasPending && IsPending()) sigwait(&PipeOnly, &signal);
+  // The signal of a write that failed with `error`, where one was sent.
+  void TakeAway(int error) const {
+    const int signal = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
+    if (signal == 0 || sigismember(&Held, signal) != 1 || !IsPending(signal)) return;
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    int taken = 0;
+    sigwait(&only, &taken);
   }
 
  private:
-  static bool IsPending() {
+  static bool IsPending(int signal) {
     sigset_t pending;
     sigpending(&pending);
-    return sigismember(&pending, SIGPIPE) == 1;
+    return sigismember(&pending, signal) == 1;
   }
 
-  sigset_t PipeOnly{};
+  sigset_t Held{};
   sigset_t Before{};
-  bool WasPending = false;
 };
+
+// One system call, whatever becomes of it.
+void WriteBytes(intptr_t handle, std::string_view bytes) noexcept {
+  const auto descriptor = static_cast<int>(handle);
+#ifdef F_SETNOSIGPIPE
+  // Here the signal goes to the process, not to the thread: the descriptor must not raise it.
+  const int before = fcntl(descriptor, F_GETNOSIGPIPE);
+  fcntl(descriptor, F_SETNOSIGPIPE, 1);
+#endif
+  {
+    const WriteSignalGuard guard;
+    if (::write(descriptor, bytes.data(), bytes.size()) < 0) guard.TakeAway(errno);
+  }
+#ifdef F_SETNOSIGPIPE
+  fcntl(descriptor, F_SETNOSIGPIPE, before);
+#endif
+}
 
 }  // namespace
 
 void StdReport::WriteFile(intptr_t handle, std::wstring_view text) {
-  if (!IsOpen(handle)) return;
-  const std::string bytes = ToUtf8(text);
-  const SigPipeGuard guard;
-  const ssize_t written = ::write(static_cast<int>(handle), bytes.data(), bytes.size());
-  if (written < 0 && errno == EPIPE) guard.TakeAway();
+  if (IsOpen(handle)) WriteBytes(handle, ToUtf8(text));
+}
+
+void StdReport::WriteNoMemory(const STNStdReport& report) noexcept {
+  if (IsOpen(report.DebugHandle)) {
+    WriteBytes(report.DebugHandle, "*** Error: Error out of memory.\r\n");
+  }
+  if (IsOpen(report.ErrorHandle)) WriteBytes(report.ErrorHandle, "Error out of memory.\r\n");
 }
 
 XStr StdReport::GetFinalMsg(std::wstring_view prefix, std::wstring_view msg, const char* function,
@@ -83,51 +110,57 @@ XStr StdReport::GetFinalMsg(std::wstring_view prefix, std::wstring_view msg, con
 }
 
 void StdReport::WriteDEBUG(std::wstring_view msg, const STNStdReport& report, const char* function,
-                           bool end_line, const wchar_t* prefix) {
+                           bool end_line, const wchar_t* prefix) noexcept {
   SharedState& state = State();
   const std::scoped_lock lock(state.Access);
   if (msg.starts_with(kLeave)) state.SpaceAdder -= std::min(state.SpaceAdder, kIndent);
   if (IsOpen(report.DebugHandle)) {
-    const XStr indentation(prefix == nullptr && LastWasCRLF ? state.SpaceAdder : 0, L' ');
-    WriteFile(report.DebugHandle,
-              GetFinalMsg(prefix != nullptr ? prefix : indentation, msg, function, end_line));
+    try {
+      const XStr indentation(prefix == nullptr && LastWasCRLF ? state.SpaceAdder : 0, L' ');
+      WriteFile(report.DebugHandle,
+                GetFinalMsg(prefix != nullptr ? prefix : indentation, msg, function, end_line));
+    } catch (const std::bad_alloc&) {
+      WriteNoMemory(report);  // the line is lost, the operation goes on
+    }
   }
   if (msg.starts_with(kEnter)) state.SpaceAdder += kIndent;
   LastWasCRLF = end_line;
 }
 
 void StdReport::WriteNotice(std::wstring_view msg, const STNStdReport& report, const char* function,
-                            const wchar_t* prefix, intptr_t handle) {
+                            const wchar_t* prefix, intptr_t handle) noexcept {
   WriteDEBUG(msg, report, function, true, prefix);
-  if (IsOpen(handle)) WriteFile(handle, GetFinalMsg({}, msg, function, true));
+  if (!IsOpen(handle)) return;
+  try {
+    WriteFile(handle, GetFinalMsg({}, msg, function, true));
+  } catch (const std::bad_alloc&) {
+    WriteNoMemory(report);
+  }
 }
 
-void StdReport::WriteINFO(std::wstring_view msg, const STNStdReport& report, const char* function) {
+void StdReport::WriteINFO(std::wstring_view msg, const STNStdReport& report,
+                          const char* function) noexcept {
   WriteNotice(msg, report, function, L"*** Information: ", report.InformationHandle);
 }
 
 void StdReport::WriteERROR(std::wstring_view msg, const STNStdReport& report,
-                           const char* function) {
+                           const char* function) noexcept {
   WriteNotice(msg, report, function, L"*** Error: ", report.ErrorHandle);
 }
 
 STNStdReport StdReportToStdErr() { return {STDERR_FILENO, STDERR_FILENO, STDERR_FILENO}; }
 
 void ReportLine::Write() noexcept {
-  try {
-    switch (LineKind) {
-      case Kind::Debug:
-        StdReport::WriteDEBUG(Text, Report, Function, true);
-        break;
-      case Kind::Information:
-        StdReport::WriteINFO(Text, Report, Function);
-        break;
-      case Kind::Error:
-        StdReport::WriteERROR(Text, Report, Function);
-        break;
-    }
-  } catch (const std::exception&) {
-    // No memory for a line of the report: the line is lost, the operation goes on.
+  switch (LineKind) {
+    case Kind::Debug:
+      StdReport::WriteDEBUG(Text, Report, Function, true);
+      break;
+    case Kind::Information:
+      StdReport::WriteINFO(Text, Report, Function);
+      break;
+    case Kind::Error:
+      StdReport::WriteERROR(Text, Report, Function);
+      break;
   }
 }
 

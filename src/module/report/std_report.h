@@ -1,17 +1,17 @@
 // The diagnostic report: the one place that writes it, and the two forms in which the module says
 // things.
 //
-//   TraceScope trace(report, "Open");            // "->->  [Open]" and, indented, what follows
-//   DebugLine(report) << L"Bytes: " << bytes;    // one line made of pieces
-//   ErrorLine(report, "Open") << L"Error ...";   // to the error handle, and a copy to the debug
-//   handle return trace.Leave(true);                    // "<-<-  [Open]"; a failure returns
-//   without it
+//   TraceScope trace(report, "Open");           // "->->  [Open]"; what follows is indented
+//   DebugLine(report) << L"Bytes: " << bytes;   // one line made of pieces
+//   ErrorLine(report, "Open") << L"Error ...";  // to the error handle, a copy to the debug handle
+//   return trace.Leave(true);                   // "<-<-  [Open]"; a failure returns without it
 //
 // A report that goes nowhere costs no formatting.
 #pragma once
 
 #include <atomic>
 #include <concepts>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -26,11 +26,13 @@ class StdReport {
   // null. Text that begins "->->" or "<-<-" opens or closes a level of indentation; `prefix`, when
   // not null, replaces the indentation.
   static void WriteDEBUG(std::wstring_view msg, const STNStdReport& report, const char* function,
-                         bool end_line, const wchar_t* prefix = nullptr);
+                         bool end_line, const wchar_t* prefix = nullptr) noexcept;
   // A warning: to the information handle, and with its prefix to the debug handle.
-  static void WriteINFO(std::wstring_view msg, const STNStdReport& report, const char* function);
+  static void WriteINFO(std::wstring_view msg, const STNStdReport& report,
+                        const char* function) noexcept;
   // A failure: to the error handle, and with its prefix to the debug handle.
-  static void WriteERROR(std::wstring_view msg, const STNStdReport& report, const char* function);
+  static void WriteERROR(std::wstring_view msg, const STNStdReport& report,
+                         const char* function) noexcept;
 
   // The whole text of a piece: prefix, message and, at the end of a line, the bracketed function
   // name (when there is one) and CR LF.
@@ -39,6 +41,9 @@ class StdReport {
   // Writes `text` as UTF-8 with one system call. What becomes of it is not looked at; a closed pipe
   // raises no signal.
   static void WriteFile(intptr_t handle, std::wstring_view text);
+
+  // Says that there is no memory, without needing any.
+  static void WriteNoMemory(const STNStdReport& report) noexcept;
 
   // What a debug line does to the state of the report when its text goes nowhere.
   static void EndSilentLine() {
@@ -49,7 +54,7 @@ class StdReport {
 
  private:
   static void WriteNotice(std::wstring_view msg, const STNStdReport& report, const char* function,
-                          const wchar_t* prefix, intptr_t handle);
+                          const wchar_t* prefix, intptr_t handle) noexcept;
 
   // The last debug text of the process ended its line.
   static inline constinit std::atomic<bool> LastWasCRLF{false};
@@ -76,16 +81,22 @@ class ReportLine {
   ~ReportLine() { Wanted ? Write() : StdReport::EndSilentLine(); }
 
   // A piece is text, a number, or a function that makes text and is only called when the line goes
-  // somewhere.
+  // somewhere. A piece that finds no memory is left out.
+  template <std::integral Number>
+  ReportLine& operator<<(Number number) {
+    return *this << [number] { return std::to_wstring(number); };
+  }
   template <typename Piece>
-  ReportLine& operator<<(const Piece& piece) {
+  requires(!std::integral<Piece>) ReportLine& operator<<(const Piece& piece) {
     if (!Wanted) return *this;
-    if constexpr (std::integral<Piece>) {
-      Text += std::to_wstring(piece);
-    } else if constexpr (std::invocable<const Piece&>) {
-      Text += piece();
-    } else {
-      Text += std::wstring_view(piece);
+    try {
+      if constexpr (std::invocable<const Piece&>) {
+        Text += piece();
+      } else {
+        Text += std::wstring_view{piece};
+      }
+    } catch (const std::bad_alloc&) {
+      StdReport::WriteNoMemory(Report);
     }
     return *this;
   }
