@@ -9,16 +9,20 @@ namespace {
 int g_allocations_left = -1;  // negative: all there are
 }  // namespace
 
-// Stands in for the standard library's, in the module too.
-void* operator new(size_t size) {
+// Stands in for the standard library's, in the module too. Not inlined: the compiler would take an
+// inlined half of a pair for a mismatch.
+[[gnu::noinline]] void* operator new(size_t size) {
   if (g_allocations_left == 0) throw std::bad_alloc();
   if (g_allocations_left > 0) --g_allocations_left;
   void* block = malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-void operator delete(void* block) noexcept { free(block); }
-void operator delete(void* block, size_t /*size*/) noexcept { free(block); }
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return g_allocations_left == 0 ? nullptr : malloc(size);
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { free(block); }
+[[gnu::noinline]] void operator delete(void* block, size_t /*size*/) noexcept { free(block); }
 
 namespace wavecodec::test {
 namespace {
