@@ -21,6 +21,7 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* block);
 
 static void* Count(void* block) {
@@ -34,6 +35,9 @@ static void Uncount(void* block) {
 }
 
 void* malloc(size_t size) { return Count(__libc_malloc(size)); }
+void* aligned_alloc(size_t alignment, size_t size) {
+  return Count(__libc_memalign(alignment, size));
+}
 void* calloc(size_t count, size_t size) { return Count(__libc_calloc(count, size)); }
 void* realloc(void* block, size_t size) {
   Uncount(block);
