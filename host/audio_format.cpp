@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace wavehost {
 namespace {
@@ -33,25 +34,20 @@ uint16_t ValidBits(const WAVEFORMATEXTENSIBLE& format) {
 }
 
 std::string CodecName(const WAVEFORMATEXTENSIBLE& format) {
-  const char* const suffix = IsExtensible(format) ? " (extensible)" : "";
-  switch (const uint16_t tag = EffectiveTag(format)) {
-    case WaveFormatPCM:
-      return fmt::format("PCM{}", suffix);
-    case WaveFormatADPCM:
-      return fmt::format("ADPCM{}", suffix);
-    case WaveFormatIEEEFloat:
-      return fmt::format("IEEE float{}", suffix);
-    case WaveFormatALaw:
-      return fmt::format("A-law{}", suffix);
-    case WaveFormatMuLaw:
-      return fmt::format("mu-law{}", suffix);
-    case WaveFormatMPEG:
-      return fmt::format("MPEG{}", suffix);
-    case WaveFormatMPEGLayer3:
-      return fmt::format("MPEG layer 3{}", suffix);
-    default:
-      return fmt::format("unknown format 0x{:04X}", tag);
+  constexpr std::pair<uint16_t, const char*> kNames[] = {
+      {WaveFormatPCM, "PCM"},
+      {WaveFormatADPCM, "ADPCM"},
+      {WaveFormatALaw, "A-law"},
+      {WaveFormatIEEEFloat, "IEEE float"},
+      {WaveFormatMuLaw, "mu-law"},
+      {WaveFormatMPEG, "MPEG"},
+      {WaveFormatMPEGLayer3, "MPEG layer 3"},
+  };
+  const uint16_t tag = EffectiveTag(format);
+  for (const auto& [known, name] : kNames) {
+    if (known == tag) return fmt::format("{}{}", name, IsExtensible(format) ? " (extensible)" : "");
   }
+  return fmt::format("unknown format 0x{:04X}", tag);
 }
 
 bool IsStoredAsDelivered(const STZuAudioInfo& info) {

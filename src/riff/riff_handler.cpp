@@ -9,8 +9,7 @@
 namespace wavecodec {
 namespace {
 
-constexpr uint32_t kSizeIn64Bits =
-    0xFFFFFFFF;  // an RF64 size that 32 bits cannot say (EBU Tech 3306)
+constexpr uint32_t kSizeIn64Bits = 0xFFFFFFFF;  // of an RF64 chunk (EBU Tech 3306)
 constexpr size_t kContainerHeaderSize = 12;
 constexpr size_t kChunkHeaderSize = 8;
 

@@ -18,8 +18,6 @@ constexpr uint64_t kSmallestFmt = 14;  // a WAVEFORMAT
 constexpr uint64_t kLargestFmt = 128000;
 constexpr wchar_t kSubDecoderFile[] = L"mp3.dll";
 
-bool IsPCMOrFloat(int tag) { return tag == WaveFormatPCM || tag == WaveFormatIEEEFloat; }
-
 int32_t BitRate(const XAudioWFX& format) {
   return static_cast<int32_t>(format.AvgBytesPerSec() * 8);
 }
@@ -156,11 +154,7 @@ bool clWaveDecoderCore::PrepareToDecodeAudio(STZuAudioInfo& info) {
   OutWFX = Converter.GetWFXOut();
   DebugLine(Report) << L"Uncompressed WFX (sent to zu): " << [&] { return OutWFX.WFXToString(); };
   DebugLine(Report) << L"Setting Position in File";
-  ReadPosition = CalcDecodeFrom();
-  BytesLeft = CalcStreamLengthBytes();
-  if (!Source.SetPosition(ReadPosition)) {
-    return trace.Fail(L"Error SetPosition returned false.");
-  }
+  if (!MoveTo(CalcDecodeFrom())) return trace.Fail(L"Error SetPosition returned false.");
   OutWFX.CopyTo(info.format);
   return trace.Leave(true);
 }
@@ -211,17 +205,19 @@ bool clWaveDecoderCore::DecodeBlock(STZuAudioBlock& block) {
   return true;
 }
 
-bool clWaveDecoderCore::SetPosition(int64_t frames) {
-  const int64_t to = CalcDecodeTo();
-  const int64_t target =
-      std::min(to, SaturatingAdd(CalcDecodeFrom(), SaturatingMul(frames, FileWFX.BlockAlign())));
-  if (!Source.SetPosition(target)) {
-    ErrorLine(Report, "SetPosition") << L"Error SetPosition returned false.";
-    return false;
-  }
-  ReadPosition = target;
-  BytesLeft = to - target;
+// The next read starts at `position`; on failure nothing has moved.
+bool clWaveDecoderCore::MoveTo(int64_t position) {
+  if (!Source.SetPosition(position)) return false;
+  ReadPosition = position;
+  BytesLeft = std::max<int64_t>(0, SaturatingSub(CalcDecodeTo(), position));
   return true;
+}
+
+bool clWaveDecoderCore::SetPosition(int64_t frames) {
+  const int64_t offset = SaturatingMul(frames, FileWFX.BlockAlign());
+  if (MoveTo(std::min(CalcDecodeTo(), SaturatingAdd(CalcDecodeFrom(), offset)))) return true;
+  ErrorLine(Report, "SetPosition") << L"Error SetPosition returned false.";
+  return false;
 }
 
 bool clWaveDecoderCore::ReadFileIntoMemory(void* target, uint32_t bytes, int64_t position,

@@ -64,6 +64,7 @@ class clWaveDecoderCore {
   bool ReadFormat(const STRIFFChunk& fmt, const TraceScope& trace);
   void ReadFact(const TraceScope& trace);
   bool ReadDataBlock();
+  bool MoveTo(int64_t position);
   [[nodiscard]] int64_t PositionOfFrame(int64_t frames) const;
 
   XFile& Source;

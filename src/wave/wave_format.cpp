@@ -14,8 +14,6 @@ constexpr uint32_t kHeaderSize = sizeof(tWAVEFORMATEX);
 constexpr uint16_t kKnownSubFormats[] = {WaveFormatPCM,   WaveFormatIEEEFloat, WaveFormatALaw,
                                          WaveFormatMuLaw, WaveFormatADPCM,     WaveFormatMPEG};
 
-bool IsPCMOrFloat(int tag) { return tag == WaveFormatPCM || tag == WaveFormatIEEEFloat; }
-
 }  // namespace
 
 XStr CodecName(int tag) {

@@ -15,6 +15,9 @@ constexpr WaveFormatGUID SubFormatOf(uint16_t tag) {
            0, 0xAA, 0, 0x38, 0x9B, 0x71}};
 }
 
+// True for the effective tags whose samples are stored as they are delivered.
+constexpr bool IsPCMOrFloat(int tag) { return tag == WaveFormatPCM || tag == WaveFormatIEEEFloat; }
+
 // Name of the codec behind an effective format tag, for people.
 XStr CodecName(int tag);
 
