@@ -1,6 +1,6 @@
-// Speed and cost of the module beside a bare read loop and libsndfile, in one run, as ratios.
+// Speed and cost of decoding beside a bare read loop and libsndfile, in one run with the other
+// benchmarks, as ratios.
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sndfile.h>
 #include <sys/stat.h>
@@ -13,14 +13,15 @@
 #include <string>
 #include <vector>
 
+#include "bench_module.h"
 #include "heap.h"
 #include "wave_builder.h"
-#define WAVECODEC_NO_PROTOTYPES
-#include "wavecodec/codec_module.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using bench::Module;
+using bench::TheModule;
 using wavecodec::test::Chunk;
 using wavecodec::test::Fmt;
 using wavecodec::test::LE;
@@ -60,25 +61,6 @@ fs::path ChunksFile(int64_t count) {
   for (int64_t i = 2; i < count; ++i) chunks += Chunk("note", "sixteen bytes...");
   chunks += Chunk("data", Noise(100000));
   return Cached("chunks" + std::to_string(count) + ".wav", Riff(chunks), 0);
-}
-
-struct Module {
-  Module() : Handle(dlopen(WAVE_MODULE, RTLD_NOW | RTLD_LOCAL)) {}
-  template <typename Function>
-  Function Entry(const char* name) const {
-    return reinterpret_cast<Function>(dlsym(Handle, name));
-  }
-  void* Handle;
-  ZuCreateFn Create = Entry<ZuCreateFn>("Create");
-  ZuDestroyFn Destroy = Entry<ZuDestroyFn>("Destroy");
-  ZuOpenFn Open = Entry<ZuOpenFn>("Open");
-  ZuCloseFn Close = Entry<ZuCloseFn>("Close");
-  ZuDecodeBlockFn DecodeBlock = Entry<ZuDecodeBlockFn>("DecodeBlock");
-};
-
-const Module& TheModule() {
-  static const Module module;
-  return module;
 }
 
 // Read system calls that this process has made, and what one call of this function adds to them.

@@ -8,7 +8,9 @@
 #include "console.h"
 #include "decoder_session.h"
 #include "error.h"
+#include "file_details.h"
 #include "text.h"
+#include "text_table.h"
 
 namespace wavehost {
 namespace {
@@ -22,11 +24,11 @@ struct Description {
   std::string problem;  // why it cannot be decoded; empty when it can
 };
 
-Description Describe(const CodecModule& module, const std::string& file, bool show_report) {
-  DecoderSession session(module, show_report);
-  STZuOpenDecoder record;
+// Opens the file with everything that the module can tell of it.
+Description Describe(DecoderSession& session, const std::string& file, STZuOpenDecoder& record) {
+  constexpr uint32_t kEverything = ZuOpenInfo | ZuOpenDecode | ZuOpenTags | ZuOpenProperties;
   Description description;
-  if (!session.TryOpen(file, ZuOpenInfo | ZuOpenDecode, record)) {
+  if (!session.TryOpen(file, kEverything, record)) {
     description.problem = session.ErrorText();
     // A file that is understood but cannot be decoded has its description filled in.
     if (record.audioInfo.format.Format.nAvgBytesPerSec == 0) throw Error(description.problem);
@@ -40,7 +42,8 @@ Description Describe(const CodecModule& module, const std::string& file, bool sh
   return description;
 }
 
-nlohmann::ordered_json Json(const std::string& file, const Description& description) {
+nlohmann::ordered_json Json(const std::string& file, const Description& description,
+                            const FileDetails& details) {
   const WAVEFORMATEXTENSIBLE& format = description.format;
   nlohmann::ordered_json json = {
       {"file", file},
@@ -61,6 +64,7 @@ nlohmann::ordered_json Json(const std::string& file, const Description& descript
   json["bitRate"] = description.bit_rate;
   json["decodable"] = description.problem.empty();
   if (!description.problem.empty()) json["problem"] = description.problem;
+  json.update(DetailsJson(details));
   return json;
 }
 
@@ -83,12 +87,13 @@ std::string LengthText(const Description& description) {
   return fmt::format("{} ({} sample frames)", time, frames);
 }
 
-std::string Text(const std::string& file, const Description& description) {
+std::string Text(const std::string& file, const Description& description,
+                 const FileDetails& details) {
+  constexpr size_t kIndent = 2;
+  constexpr size_t kMostLinesOnTerminal = 8;
   const tWAVEFORMATEX& format = description.format.Format;
-  std::string text = Displayable(file) + "\n";
-  const auto add = [&](const char* label, const std::string& value) {
-    text += fmt::format("  {:<13}{}\n", label, value);
-  };
+  TextTable audio(kIndent);
+  const auto add = [&](const char* label, const std::string& value) { audio.Add(label, value); };
   add("Format", FormatText(description));
   if (!description.problem.empty()) add("Problem", description.problem);
   add("Channels", fmt::to_string(uint32_t{format.nChannels}));
@@ -97,7 +102,9 @@ std::string Text(const std::string& file, const Description& description) {
   add("Length", LengthText(description));
   add("Bytes", fmt::to_string(description.bytes));
   add("Bit rate", fmt::format("{:.10g} kbit/s", description.bit_rate / 1000.0));
-  return text;
+  TableLayout layout = OutputLayout();
+  if (layout.columns != 0) layout.most_lines = kMostLinesOnTerminal;
+  return Displayable(file) + "\n" + audio.Text(layout) + DetailsText(details, layout);
 }
 
 }  // namespace
@@ -106,9 +113,12 @@ int RunInfo(const CodecModule& module, const CommandLine& line) {
   const FileOutput output = line.global.json ? FileOutput::Json : FileOutput::Text;
   std::string_view separator;
   return ForEachFile(line.files, output, [&](const std::string& file) {
-    const Description description = Describe(module, file, line.global.report);
-    FileResult result{JsonLine(Json(file, description)),
-                      fmt::format("{}{}", separator, Text(file, description))};
+    DecoderSession session(module, line.global.report);
+    STZuOpenDecoder record;
+    const Description description = Describe(session, file, record);
+    const FileDetails details(record);
+    FileResult result{JsonLine(Json(file, description, details)),
+                      fmt::format("{}{}", separator, Text(file, description, details))};
     separator = "\n";
     return result;
   });

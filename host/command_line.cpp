@@ -15,6 +15,8 @@ constexpr int kUsageStatus = 2;
 
 constexpr char kExamples[] = R"(Examples:
   wavehost info *.wav                          describe files
+  wavehost tags in.wav                         list its tags
+  wavehost art in.wav -o covers                put its pictures into a folder
   wavehost decode *.wav                        check that files can be decoded
   wavehost decode in.wav -o out.wav            decode into a Wave file
   wavehost decode in.wav -o out.raw --from 1:30 --to 1:35.5
@@ -58,6 +60,15 @@ void AddDecodeOptions(CLI::App& command, DecodeOptions& options) {
   command.add_flag("-f,--force", options.force, "Replace existing output files");
 }
 
+void AddArtOptions(CLI::App& command, ArtOptions& options) {
+  command
+      .add_option("-o,--output", options.folder,
+                  "The folder for the pictures, made when it is missing\n"
+                  "(default: the current folder)")
+      ->type_name("DIR");
+  command.add_flag("-f,--force", options.force, "Replace existing output files");
+}
+
 // The arguments before a "--", and the names behind it: CLI11 takes brackets off such names, and
 // refuses them when other names came before the "--".
 struct Arguments {
@@ -89,10 +100,23 @@ void CheckDecode(const CLI::App& command, const CommandLine& line) {
   }
 }
 
+Command ParsedCommand(const CLI::App& app) {
+  const std::pair<const char*, Command> commands[] = {{"info", Command::Info},
+                                                      {"tags", Command::Tags},
+                                                      {"art", Command::Art},
+                                                      {"decode", Command::Decode},
+                                                      {"formats", Command::Formats}};
+  for (const auto& [name, command] : commands) {
+    if (app.got_subcommand(name)) return command;
+  }
+  return Command::Info;
+}
+
 }  // namespace
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLine& line) {
-  CLI::App app("Describes and decodes audio files with a codec module.", "wavehost");
+  CLI::App app("Describes and decodes audio files with a codec module, and shows their tags.",
+               "wavehost");
   app.footer(kExamples);
   app.fallthrough();
   app.require_subcommand(1);
@@ -102,8 +126,17 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLi
   });
   AddGlobalOptions(app, line.global);
 
-  CLI::App& info = *app.add_subcommand("info", "Describe files");
+  CLI::App& info =
+      *app.add_subcommand("info", "Describe files: audio, properties, tags, pictures, chunks");
   AddFiles(info, line.files);
+  CLI::App& tags = *app.add_subcommand("tags", "List the tags of files");
+  AddFiles(tags, line.files);
+  tags.add_flag(
+      "--raw", line.tags.raw,
+      "Also the reserved entries (names that begin with _): payload sizes and first bytes");
+  CLI::App& art = *app.add_subcommand("art", "Put the pictures of files into files of their own");
+  AddFiles(art, line.files);
+  AddArtOptions(art, line.art);
   CLI::App& decode = *app.add_subcommand("decode", "Decode files, or check that they can be");
   AddFiles(decode, line.files);
   AddDecodeOptions(decode, line.decode);
@@ -117,12 +150,13 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLi
     if (formats.parsed() && !line.files.empty()) throw CLI::ExtrasError(line.files);
     if (!formats.parsed() && line.files.empty()) throw CLI::RequiredError("FILE");
     if (decode.parsed()) CheckDecode(decode, line);
+    if (art.count("--output") != 0 && line.art.folder.empty()) {
+      throw CLI::ValidationError("--output", "The name is empty");
+    }
   } catch (const CLI::ParseError& end) {
     return app.exit(end) == 0 ? 0 : kUsageStatus;
   }
-  line.command = formats.parsed()  ? Command::Formats
-                 : decode.parsed() ? Command::Decode
-                                   : Command::Info;
+  line.command = ParsedCommand(app);
   return std::nullopt;
 }
 

@@ -10,7 +10,7 @@
 
 namespace wavehost {
 
-enum class Command { Info, Decode, Formats };
+enum class Command { Info, Tags, Art, Decode, Formats };
 
 struct GlobalOptions {
   std::filesystem::path module;  // empty: the default one
@@ -27,11 +27,22 @@ struct DecodeOptions {
   bool force = false;
 };
 
+struct TagsOptions {
+  bool raw = false;  // the reserved entries too
+};
+
+struct ArtOptions {
+  std::filesystem::path folder;  // empty: the current one
+  bool force = false;
+};
+
 struct CommandLine {
   Command command = Command::Info;
   std::vector<std::string> files;
   GlobalOptions global;
   DecodeOptions decode;
+  TagsOptions tags;
+  ArtOptions art;
 };
 
 // The exit status when the run ends here: after help, the version, or a message about wrong usage.

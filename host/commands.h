@@ -8,6 +8,8 @@ namespace wavehost {
 
 int RunInfo(const CodecModule& module, const CommandLine& line);
 int RunDecode(const CodecModule& module, const CommandLine& line);
+int RunTags(const CodecModule& module, const CommandLine& line);
+int RunArt(const CodecModule& module, const CommandLine& line);
 int RunFormats(const CodecModule& module, const CommandLine& line);
 
 }  // namespace wavehost

@@ -1,6 +1,8 @@
 #include "console.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -41,6 +43,13 @@ void PrintFailure(std::string_view what) { PrintNote(fmt::format("wavehost: {}\n
 
 std::string JsonLine(const nlohmann::ordered_json& object) {
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::optional<size_t> TerminalColumns(int descriptor) {
+  constexpr size_t kUsual = 80;
+  if (isatty(descriptor) == 0) return std::nullopt;
+  winsize size = {};
+  return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : kUsual;
 }
 
 int ForEachFile(const std::vector<std::string>& files, FileOutput output,

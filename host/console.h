@@ -1,8 +1,10 @@
 // What the program says: data on the standard output, everything else on the standard error.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +26,9 @@ enum class FileOutput { Text, TextOnStandardError, Json };
 void PrintData(std::string_view text);
 void PrintNote(std::string_view text);
 void PrintFailure(std::string_view what);
+
+// The width of a terminal; none when the descriptor is something else.
+std::optional<size_t> TerminalColumns(int descriptor);
 
 // Does the work on each file and prints its result. A file whose work throws Error is named on the
 // standard error, and the rest go on. Returns the exit status.

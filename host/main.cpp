@@ -1,4 +1,4 @@
-// wavehost: describes and decodes audio files with a codec module.
+// wavehost: describes and decodes audio files, and shows their tags, with a codec module.
 #include <cstdlib>
 #include <exception>
 
@@ -19,6 +19,10 @@ int Run(const CommandLine& line) {
       return RunInfo(module, line);
     case Command::Decode:
       return RunDecode(module, line);
+    case Command::Tags:
+      return RunTags(module, line);
+    case Command::Art:
+      return RunArt(module, line);
     case Command::Formats:
       return RunFormats(module, line);
   }

@@ -29,18 +29,38 @@ bool NamesFolder(const std::string& output) {
   return output.ends_with('/') || fs::is_directory(output, failure);
 }
 
-OutputPlan::OutputPlan(const std::vector<std::string>& inputs, const DecodeOptions& options)
-    : options_(options), into_folder_(NamesFolder(options.output)) {
+OutputClaims::OutputClaims(const std::vector<std::string>& inputs) {
   for (const std::string& input : inputs) {
     struct stat found = {};
     if (stat(input.c_str(), &found) == 0) inputs_.emplace(found.st_dev, found.st_ino);
   }
+}
+
+void OutputClaims::Claim(const fs::path& output) {
+  const bool to_stdout = output == kStandardOutputName;
+  struct stat found = {};
+  const int status = to_stdout ? fstat(STDOUT_FILENO, &found) : stat(output.c_str(), &found);
+  const std::string name = Displayable(output.native());
+  if (status == 0 && inputs_.contains({found.st_dev, found.st_ino})) {
+    throw Error(fmt::format("the output '{}' is an input file", name));
+  }
+  if (!used_.insert(output).second) {
+    throw Error(fmt::format("the output '{}' already comes from another input", name));
+  }
+}
+
+void MakeOutputFolder(const fs::path& folder) {
   std::error_code failure;
-  if (into_folder_) fs::create_directories(options.output, failure);
+  fs::create_directories(folder, failure);
   if (failure) {
-    throw Error(fmt::format("cannot make the folder '{}': {}", Displayable(options.output),
+    throw Error(fmt::format("cannot make the folder '{}': {}", Displayable(folder.native()),
                             failure.message()));
   }
+}
+
+OutputPlan::OutputPlan(const std::vector<std::string>& inputs, const DecodeOptions& options)
+    : options_(options), into_folder_(NamesFolder(options.output)), claims_(inputs) {
+  if (into_folder_) MakeOutputFolder(options.output);
 }
 
 OutputTarget OutputPlan::TargetOf(const std::string& input) {
@@ -54,16 +74,7 @@ OutputTarget OutputPlan::TargetOf(const std::string& input) {
     target.as_wave =
         options_.format.empty() ? HasWaveExtension(target.file) : options_.format == "wav";
   }
-  const bool to_stdout = target.file == kStandardOutputName;
-  struct stat found = {};
-  const int status = to_stdout ? fstat(STDOUT_FILENO, &found) : stat(target.file.c_str(), &found);
-  const std::string name = Displayable(target.file.native());
-  if (status == 0 && inputs_.contains({found.st_dev, found.st_ino})) {
-    throw Error(fmt::format("the output '{}' is an input file", name));
-  }
-  if (!used_.insert(target.file).second) {
-    throw Error(fmt::format("the output '{}' already comes from another input", name));
-  }
+  claims_.Claim(target.file);
   return target;
 }
 

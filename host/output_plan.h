@@ -19,6 +19,23 @@ inline constexpr std::string_view kStandardOutputName = "-";
 // True when an output's name means a folder: an existing one, or one to be made.
 [[nodiscard]] bool NamesFolder(const std::string& output);
 
+// Keeps outputs off the inputs and off each other.
+class OutputClaims {
+ public:
+  explicit OutputClaims(const std::vector<std::string>& inputs);
+  // Throws Error when this output would overwrite an input or an output claimed before.
+  void Claim(const std::filesystem::path& output);
+
+ private:
+  using FileIdentity = std::pair<dev_t, ino_t>;
+
+  std::set<FileIdentity> inputs_;
+  std::set<std::filesystem::path> used_;
+};
+
+// Makes the folder when it is missing.
+void MakeOutputFolder(const std::filesystem::path& folder);
+
 struct OutputTarget {
   std::filesystem::path file;  // or kStandardOutputName
   bool as_wave = false;
@@ -33,12 +50,9 @@ class OutputPlan {
   [[nodiscard]] OutputTarget TargetOf(const std::string& input);
 
  private:
-  using FileIdentity = std::pair<dev_t, ino_t>;
-
   const DecodeOptions& options_;
   bool into_folder_;
-  std::set<FileIdentity> inputs_;
-  std::set<std::filesystem::path> used_;
+  OutputClaims claims_;
 };
 
 }  // namespace wavehost

@@ -2,7 +2,6 @@
 
 #include <fmt/color.h>
 #include <fmt/format.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,11 +27,6 @@ bool IsCapableTerminal() {
 bool ColourAllowed() {
   const char* const no_color = std::getenv("NO_COLOR");
   return no_color == nullptr || *no_color == '\0';
-}
-
-size_t TerminalColumns() {
-  winsize size = {};
-  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : 80;
 }
 
 // The end of a name is what tells files apart. Counts characters, not bytes.
@@ -68,7 +62,7 @@ void ProgressBar::Update(uint64_t done) {
 
   const double part = std::min(static_cast<double>(done) / static_cast<double>(total_), 1.0);
   const auto filled = static_cast<size_t>(part * static_cast<double>(kBarWidth));
-  const size_t columns = TerminalColumns();
+  const size_t columns = TerminalColumns(STDERR_FILENO).value_or(0);
   const size_t taken = kBarWidth + kOtherColumns;
   const std::string name = columns > taken ? Shortened(name_, columns - taken) : "";
   const auto style = coloured_ ? fmt::fg(fmt::terminal_color::green) : fmt::text_style();

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "riff/chunk_reader.h"
 #include "support.h"
 #include "support/saturating.h"
 #include "support/xfile.h"
 #include "support/xmem.h"
 #include "support/xstr.h"
-#include "wave/wave_decoder.h"
 
 namespace wavecodec {
 namespace {
@@ -115,7 +115,7 @@ TEST(Support, ReadsAChunkIntoMemoryOrSaysWhyNot) {
   ASSERT_TRUE(file.Open(content.Name().c_str()));
   char buffer[8] = {};
   const auto read = [&](uint32_t bytes, int64_t position) {
-    return clWaveDecoderCore::ReadFileIntoMemory(buffer, bytes, position, file, report.Record);
+    return ReadFileIntoMemory(buffer, bytes, position, file, report.Record);
   };
   EXPECT_TRUE(read(4, 3));
   EXPECT_STREQ(buffer, "3456");

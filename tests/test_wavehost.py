@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
 """Tests of the command-line host with the real module. WAVEHOST names the executable."""
+import fcntl
 import json
 import os
+import pty
+import re
 import resource
 import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 from pathlib import Path
 
@@ -35,6 +39,37 @@ def samples(size):
     return bytes((7 * i + i // 251) % 256 for i in range(size))
 
 
+def info_list(**texts):
+    items = b"".join(name.encode() + struct.pack("<I", len(text)) + text + b"\0" * (len(text) % 2)
+                     for name, text in texts.items())
+    return b"LIST", b"INFO" + items
+
+
+def bext(description, originator, history):
+    head = description.ljust(256, b"\0") + originator.ljust(64, b"\0") + b"2026-11-2108:30:00"
+    return b"bext", head + struct.pack("<QH", 44100, 1) + bytes(254) + history
+
+
+def syncsafe(size):
+    return bytes(size >> shift & 0x7F for shift in (21, 14, 7, 0))
+
+
+def id3(version, *frames):
+    size = syncsafe if version == 4 else (lambda number: struct.pack(">I", number))
+    body = b"".join(name + size(len(data)) + b"\0\0" + data for name, data in frames)
+    return b"id3 ", b"ID3" + bytes([version, 0, 0]) + syncsafe(len(body)) + body
+
+
+def text_frame(name, text):
+    return name, b"\3" + text.encode()
+
+
+def apic(kind, description, picture):  # the description in UTF-16
+    return b"APIC", b"\1image/jpeg\0" + bytes([kind]) + description.encode("utf-16") + b"\0\0" + picture
+
+
+JPEG = b"\xff\xd8\xff\xe0" + samples(3000)
+PNG = b"\x89PNG\r\n\x1a\n" + samples(50)
 PCM16 = fmt(1, 2, 44100, 16)
 FLOAT = fmt(3, 1, 48000, 32, b"")
 EXTENSIBLE = extensible(1, 2, 96000, 32, 24, 3)
@@ -49,6 +84,9 @@ class HostTest(unittest.TestCase):
 
     def put_wave(self, name, form=PCM16, size=200000):
         (self.folder / name).write_bytes(wave((b"fmt ", form), (b"data", samples(size))))
+
+    def put_tagged(self, name, *chunks, form=PCM16):
+        (self.folder / name).write_bytes(wave((b"fmt ", form), (b"data", samples(800)), *chunks))
 
     def run_host(self, *arguments, status=0, **options):
         streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
@@ -186,12 +224,124 @@ class HostTest(unittest.TestCase):
         self.run_host("decode", "bad.wav", "a.wav", "-o", "new/", status=1)
         self.assertEqual(os.listdir(self.folder / "new"), ["a.wav"])
 
+    def put_concert(self):
+        comment = "Caf\u00e9 \u201clive\u201d\r\nsecond\tline".encode("cp1252")
+        self.put_tagged(
+            "concert.wav", info_list(ICMT=comment, IENG=b"Eve"),
+            bext(b"Take 1", b"Desk", b"A=PCM,F=44100\r\nA=ANALOGUE\r\n"),
+            id3(4, text_frame(b"TIT2", "\u590f\u306e\u97f3\x1b[31m\u202e"), text_frame(b"TPE1", "Ann\0Bob"),
+                text_frame(b"TXXX", "odd\nname:\0kept"), text_frame(b"TXXX", "_mine\0hidden"),
+                apic(3, "../../x", JPEG), apic(4, "", PNG), apic(3, "a\rb", PNG), apic(0, "", b"?" * 5)),
+            (b",  '", b"abcd"), (b"cue ", bytes(2000)))
+
+    def test_tags(self):
+        self.put_concert()
+        (told,) = self.run_json("info", "concert.wav")
+        self.assertEqual(told["properties"]["ID Tag"], "LIST & ID3 & BEXT v1")
+        self.assertEqual(told["properties"]["Gapless"], "Yes")
+        self.assertEqual([chunk["id"] for chunk in told["chunks"]],
+                         ["fmt ", "data", "LIST", "bext", "id3 ", ",  '", "cue "])
+        self.assertEqual(told["chunks"][5], {"id": ",  '", "size": "4 bytes"})
+        self.assertEqual(
+            [(p["index"], p["kind"], p["description"], p["mime"], p["bytes"]) for p in told["pictures"]],
+            [(1, "Front Album Cover", "../../x", "image/jpeg", len(JPEG)),
+             (2, "Back Album Cover", "", "image/png", len(PNG)),
+             (3, "Front Album Cover", "a\rb", "image/png", len(PNG)),
+             (4, "Undefined", "", "application/octet-stream", 5)])
+        (listed,) = self.run_json("tags", "concert.wav", "--raw")
+        self.assertEqual((listed["tags"], listed["kinds"]), (told["tags"], "LIST & ID3 & BEXT v1"))
+        tags = {tag["name"]: tag.get("value", tag.get("values")) for tag in told["tags"]}
+        expected = {"Title": "\u590f\u306e\u97f3\x1b[31m\u202e", "Artist": ["Ann", "Bob"],
+                    "odd\nname:": "kept",
+                    "Comment": "Caf\u00e9 \u201clive\u201d\r\nsecond\tline", "Engineer": "Eve",
+                    "CodingHistory": "A=PCM,F=44100\r\nA=ANALOGUE", "TimeReference": "44100"}
+        self.assertEqual({**tags, **expected}, tags)
+        reserved = {item["name"]: item for item in listed["reserved"]}
+        self.assertEqual(reserved["_mine"]["value"], "hidden")
+        self.assertEqual(reserved["_riff_4"]["bytes"], 2004)
+        self.assertEqual(reserved["_riff_4"]["hex"], b"cue ".hex() + "00" * 28)
+
+        for arguments, lines in [
+            (["info", "concert.wav"],
+             ["  Tags", "    Title          \u590f\u306e\u97f3?[31m?", "    Artist         Ann",
+              " " * 19 + "Bob", '    3  image/png, 58 bytes, front album cover, "a?b"',
+              "  Chunks", "    ',  ''  4 bytes", "    2  image/png, 58 bytes, back album cover",
+              '    1  image/jpeg, 3 KB, front album cover, "../../x"']),
+            (["tags", "concert.wav"], ["  Title:          \u590f\u306e\u97f3?[31m?", "  odd?name::      kept",
+                                       " " * 18 + "second line"]),
+            (["tags", "--raw", "concert.wav"],
+             [f"  {'_riff_1:':<24}  4 bytes  66 6d 74 20", f"  {'_mine:':<24}  hidden"]),
+        ]:
+            text = self.run_host(*arguments).stdout.decode()
+            self.assertEqual([line for line in lines if line not in text.split("\n")], [], text)
+            self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\u202e]")
+        self.assertNotIn("_riff_", self.run_host("tags", "concert.wav").stdout.decode())
+
+    def test_tags_on_a_terminal(self):
+        self.put_tagged("in.wav", info_list(ICMT=b"ten chars " * 60 + b"x" * 100))
+        for command, count in (("info", 8), ("tags", 21)):
+            master, slave = pty.openpty()
+            fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 50, 0, 0))
+            self.run_host(command, "in.wav", stdout=slave)
+            os.close(slave)
+            text = b""
+            try:
+                while piece := os.read(master, 65536):
+                    text += piece
+            except OSError:  # how the end looks on Linux
+                pass
+            os.close(master)
+            comment = re.search(r"Comment(.*\n(?: {11}.*\n)*)", text.decode().replace("\r", "")).group()
+            lines = comment.splitlines()
+            self.assertEqual((len(lines), max(map(len, lines)) <= 50), (count, True), text)
+            self.assertEqual("more lines" in lines[-1], command == "info")
+
+    def test_art(self):
+        self.put_concert()
+        names = ["concert.back-album-cover.png", "concert.front-album-cover-2.png",
+                 "concert.front-album-cover.jpg", "concert.picture.bin"]
+        (told,) = self.run_json("art", "concert.wav", "-o", "new/sub")
+        self.assertEqual(sorted(os.listdir(self.folder / "new/sub")), names)
+        self.assertEqual([picture["output"] for picture in told["pictures"]],
+                         ["new/sub/" + names[i] for i in (2, 0, 1, 3)])
+        self.assertEqual((self.folder / "new/sub" / names[2]).read_bytes(), JPEG)
+        self.assertEqual(self.names(), ["concert.wav", "new"])
+        self.run_host("art", "concert.wav")
+        self.assertEqual(self.names(), sorted([*names, "concert.wav", "new"]))
+
+        cover = self.folder / names[2]
+        cover.write_bytes(b"precious")
+        refused = self.run_host("art", "concert.wav", status=1)
+        self.assertIn("exists already", refused.stderr)
+        self.assertEqual(cover.read_bytes(), b"precious")
+        self.run_host("art", "-fq", "concert.wav")
+        self.assertEqual(cover.read_bytes(), JPEG)
+        refused = self.run_host("art", "-f", "concert.wav", names[2], status=1)
+        self.assertIn("is an input", refused.stderr)
+
+        big = b"GIF89a" + samples(5 << 20)
+        self.put_tagged("big.wav", id3(3, apic(8, "", big)))
+        self.put_tagged("plain.wav", form=fmt(2, 1, 8000, 4, b""))
+        (self.folder / "bad.wav").write_bytes(wave((b"data", samples(8))))
+        (self.folder / "text.wav").write_bytes(b"no audio at all")
+        files = ["plain.wav", "bad.wav", "text.wav", "nothing.wav", "big.wav"]
+        done = self.run_host("art", *files, status=1)
+        self.assertIn("wavehost: no pictures in plain.wav\n", done.stderr)
+        self.assertRegex(done.stderr, r"(?m)^wavehost: bad\.wav: [^\n]+\nwavehost: text\.wav: ")
+        self.assertEqual((self.folder / "big.artist.gif").read_bytes(), big)
+        self.assertEqual(self.run_host("art", "plain.wav").stdout, b"")
+        told = self.run_json("tags", *files, status=1)
+        self.assertEqual([item["file"] for item in told], files)
+        self.assertEqual(["error" in item for item in told], [False, True, True, True, False])
+        self.assertIn(b"(no tags)", self.run_host("tags", "plain.wav").stdout)
+
     def test_usage(self):
         self.put_wave("in.wav")
         wrong = [[], ["info"], ["nothing"], ["info", "--bad", "in.wav"],
                  ["decode", "in.wav", "in.wav", "-o", "out.wav"], ["decode", "in.wav", "-o", ""],
                  ["decode", "in.wav", "--json", "-o", "-"], ["decode", "in.wav", "--format", "raw"],
-                 ["decode", "in.wav", "-o", "x", "--format", "mp3"], ["formats", "--", "in.wav"]]
+                 ["decode", "in.wav", "-o", "x", "--format", "mp3"], ["formats", "--", "in.wav"],
+                 ["tags"], ["art", "in.wav", "-o", ""], ["info", "--raw", "in.wav"]]
         times = "-1 1.5 1e3 1:60 1:60:00 1:2:3:4 1:2: 1.5:3 5m .5s s 99999999999999999999".split()
         for text in [*times, "", " 1"]:
             wrong.append(["decode", "in.wav", "--from=" + text])
@@ -235,7 +385,8 @@ class HostTest(unittest.TestCase):
         done = self.run_host("decode", "in.wav", "-o", "-", "--report")
         self.assertEqual(done.stdout, samples(200000))
         self.assertIn("->->  [Open]", done.stderr)
-        for arguments in (["formats"], ["info", "in.wav"], ["decode", "in.wav", "-o", "-"]):
+        for arguments in (["formats"], ["info", "in.wav"], ["tags", "in.wav"],
+                          ["decode", "in.wav", "-o", "-"]):
             reader, writer = os.pipe()
             os.close(reader)
             self.assertEqual(self.run_host(*arguments, status=1, stdout=writer).stderr, "")

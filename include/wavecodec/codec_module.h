@@ -160,6 +160,29 @@ typedef struct STZuAudioInfo {
   uint8_t reserved[8];  /**< not written by this module */
 } STZuAudioInfo;
 
+/**
+ * The tag block and the properties block have one form, a list of named entries. All numbers are
+ * little-endian and nothing is aligned:
+ *
+ *     4 bytes   number of entries, unsigned
+ *     then each entry:
+ *     4 bytes   bytes of the whole entry, these four included, signed
+ *     text      name, in 16-bit units, ended by one zero unit
+ *     text      value, in the same form
+ *     rest      binary payload; often empty
+ *
+ * A unit is the low 16 bits of a character: there are no surrogate pairs. Names are compared without
+ * regard to case; one that occurs several times has several values, and several values of an ID3v2
+ * field are one value joined by carriage returns. Names that begin with "_" are no user tags:
+ *
+ *     _albumart_N_KIND        a picture: payload is the picture file, N counts from 1, KIND is one of
+ *                             the 18 named kinds ("Front Album Cover") or "Undefined"; a description
+ *                             follows as "<subdesc>" and the text
+ *     _cdtoc                  payload is a CD's table of contents as a drive's READ TOC gives it
+ *     _riff_N                 another chunk of the file, in file order: payload is its four-character
+ *                             ID and its data (`fmt ` and `data`: the ID only)
+ */
+
 /** The argument of `Open`. */
 typedef struct STZuOpenDecoder {
   const wchar_t* fileName; /**< a local path or an `http://` address; null fails */

@@ -29,6 +29,20 @@ bool clDecoder::Open(STZuOpenDecoder& record) {
   DebugLine(Report) << L"Reading Audio Information";
   if (!WaveDecoder->Initialize(Source.Handle(), Report, DecodeFrom, DecodeTo)) return false;
   DebugLine(Report) << L"Read Audio Information";
+  XStr tag_kinds;
+  if (asked_for(ZuOpenTags | ZuOpenProperties)) {
+    const XMem& block = WaveDecoder->ReadIDTags(tag_kinds);
+    if (asked_for(ZuOpenTags) && !block.IsEmpty()) {
+      record.tagData = block.Data();
+      record.tagSize = static_cast<uint32_t>(block.Size());
+    }
+  }
+  if (asked_for(ZuOpenProperties)) {
+    if (const XMem* block = WaveDecoder->FillAudioProps(tag_kinds)) {
+      record.propsData = block->Data();
+      record.propsSize = static_cast<uint32_t>(block->Size());
+    }
+  }
   if (asked_for(ZuOpenInfo | ZuOpenDecode)) {
     DebugLine(Report) << L"Writing Audio Information";
     if (!WaveDecoder->FillAudioInfo(record.audioInfo)) return false;

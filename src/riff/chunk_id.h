@@ -22,14 +22,47 @@ inline constexpr uint32_t kWave = RIFFChnkID("WAVE");
 inline constexpr uint32_t kFmt = RIFFChnkID("fmt ");
 inline constexpr uint32_t kData = RIFFChnkID("data");
 inline constexpr uint32_t kFact = RIFFChnkID("fact");
+inline constexpr uint32_t kDs64 = RIFFChnkID("ds64");
+inline constexpr uint32_t kJunk = RIFFChnkID("JUNK");
+inline constexpr uint32_t kPad = RIFFChnkID("PAD ");
+inline constexpr uint32_t kList = RIFFChnkID("LIST");
+inline constexpr uint32_t kBext = RIFFChnkID("bext");  // EBU Tech 3285
+inline constexpr uint32_t kId3 = RIFFChnkID("id3 ");
 }  // namespace chunk_id
 
-// True when a stored ID is the ID `name`; with `any_case`, when it is `name` wholly in upper case
-// or wholly in lower case (a mixed spelling such as "Data" is neither).
-bool CompareID(uint32_t id, uint32_t name, bool any_case);
+// The ID with every ASCII letter between `first` and `last` moved by `shift`.
+constexpr uint32_t ShiftLetters(uint32_t id, uint8_t first, uint8_t last, int shift) {
+  uint32_t shifted = 0;
+  for (unsigned bit = 0; bit < 32; bit += 8) {
+    auto c = static_cast<uint8_t>(id >> bit);
+    if (c >= first && c <= last) c = static_cast<uint8_t>(c + shift);
+    shifted |= static_cast<uint32_t>(c) << bit;
+  }
+  return shifted;
+}
+
+// An ID that is found wholly in upper case or wholly in lower case (a mixed spelling such as "Data"
+// is neither).
+class AnyCaseID {
+ public:
+  constexpr explicit AnyCaseID(uint32_t name)
+      : Upper(ShiftLetters(name, 'a', 'z', 'A' - 'a')),
+        Lower(ShiftLetters(name, 'A', 'Z', 'a' - 'A')) {}
+  [[nodiscard]] constexpr bool Is(uint32_t id) const { return id == Upper || id == Lower; }
+
+ private:
+  uint32_t Upper;
+  uint32_t Lower;
+};
+
+// True when a stored ID is the ID `name`; with `any_case`, in the sense of AnyCaseID.
+constexpr bool CompareID(uint32_t id, uint32_t name, bool any_case) {
+  return any_case ? AnyCaseID(name).Is(id) : id == name;
+}
 
 // The four characters of an ID, for messages; what is no printable ASCII becomes ".", so that a
 // damaged file cannot put control characters into a report.
 XStr RIFFChnkID2CHR(uint32_t id);
+void AppendRIFFChnkID(XStr& text, uint32_t id);
 
 }  // namespace wavecodec

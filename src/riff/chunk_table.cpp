@@ -2,18 +2,7 @@
 
 #include <limits>
 
-#include "support/saturating.h"
-
 namespace wavecodec {
-namespace {
-
-// Bytes that a chunk takes in the file: header, data, pad byte.
-int64_t Footprint(uint64_t size) {
-  return SaturatingAdd(RIFFChunkTable::kHeaderSize, static_cast<int64_t>(size + (size & 1)));
-}
-
-}  // namespace
-
 void RIFFChunkTable::Append(uint32_t id, uint64_t size) {
   if (Chunks % kBlockCount == 0) Blocks.push_back({End, {}});
   Blocks.back().Entries.push_back({id, static_cast<uint32_t>(size)});
@@ -33,7 +22,7 @@ std::optional<STRIFFChunk> RIFFChunkTable::At(size_t index) const {
   for (size_t i = index - index % kBlockCount; i < index; ++i) {
     position = SaturatingAdd(position, Footprint(SizeAt(i)));
   }
-  return STRIFFChunk{EntryAt(index).ID, SizeAt(index), position, position + kHeaderSize};
+  return ChunkAt(index, position);
 }
 
 }  // namespace wavecodec

@@ -6,6 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "support/saturating.h"
+
 namespace wavecodec {
 
 // One top-level chunk.
@@ -38,6 +40,15 @@ class RIFFChunkTable {
     }
     return std::nullopt;
   }
+  // Calls work(index, chunk) with each chunk in turn; cheaper than At for every index.
+  template <typename Work>
+  void ForEach(Work work) const {
+    int64_t position = kFirstPosition;
+    for (size_t i = 0; i < Chunks; ++i) {
+      work(i, ChunkAt(i, position));
+      position = SaturatingAdd(position, Footprint(SizeAt(i)));
+    }
+  }
   // Where the next chunk would begin: the end of the last one, its pad byte included.
   [[nodiscard]] int64_t EndPosition() const { return End; }
 
@@ -52,6 +63,13 @@ class RIFFChunkTable {
   };
   static constexpr size_t kBlockCount = 8192;  // chunks in every block but the last
 
+  // Bytes that a chunk takes in the file: header, data, pad byte.
+  static int64_t Footprint(uint64_t size) {
+    return SaturatingAdd(kHeaderSize, static_cast<int64_t>(size + (size & 1)));
+  }
+  [[nodiscard]] STRIFFChunk ChunkAt(size_t index, int64_t position) const {
+    return {EntryAt(index).ID, SizeAt(index), position, position + kHeaderSize};
+  }
   [[nodiscard]] const Entry& EntryAt(size_t index) const {
     return Blocks[index / kBlockCount].Entries[index % kBlockCount];
   }

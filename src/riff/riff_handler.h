@@ -28,6 +28,11 @@ class clRIFFHandler {
 
   [[nodiscard]] size_t Count() const { return Chunks.Count(); }
   [[nodiscard]] std::optional<STRIFFChunk> GetChunk(size_t index) const { return Chunks.At(index); }
+  // Calls work(index, chunk) with each chunk in file order.
+  template <typename Work>
+  void ForEachChunk(Work work) const {
+    Chunks.ForEach(work);
+  }
   // The first chunk, in file order, with this ID.
   [[nodiscard]] std::optional<STRIFFChunk> FindChunkForRead(uint32_t id, bool any_case) const;
   // Index of the first chunk with this ID in any case; -1 when there is none.

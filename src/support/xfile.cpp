@@ -56,7 +56,7 @@ void XFile::Close() {
   FileHandle = kNoFile;
   Owned = false;
   Position = 0;
-  WindowLength = 0;
+  for (Window& window : Windows) window.Length = 0;
 }
 
 int64_t XFile::Size() const {
@@ -95,19 +95,27 @@ size_t XFile::Read(void* buffer, size_t count) {
   return got;
 }
 
+const uint8_t* XFile::Window::Find(int64_t position, size_t count) const {
+  const int64_t offset = position - Position;
+  if (offset < 0 || offset > static_cast<int64_t>(Length)) return nullptr;
+  return count <= Length - static_cast<size_t>(offset) ? Bytes.data() + offset : nullptr;
+}
+
 size_t XFile::ReadSmall(void* buffer, size_t count) {
   if (count > kWindowSize) return Read(buffer, count);
-  const auto window_has = [&](size_t bytes) {
-    const int64_t offset = Position - WindowPosition;
-    return offset >= 0 && offset <= static_cast<int64_t>(WindowLength) &&
-           bytes <= WindowLength - static_cast<size_t>(offset);
-  };
-  if (!window_has(count)) {
-    WindowPosition = Position;
-    WindowLength = ReadAt(Window.data(), count, kWindowSize, Position);
-    count = std::min(count, WindowLength);
+  const uint8_t* bytes = Windows[LastUsed].Find(Position, count);
+  if (bytes == nullptr) {
+    LastUsed = 1 - LastUsed;
+    Window& window = Windows[LastUsed];
+    bytes = window.Find(Position, count);
+    if (bytes == nullptr) {
+      window.Position = Position;
+      window.Length = ReadAt(window.Bytes.data(), count, kWindowSize, Position);
+      count = std::min(count, window.Length);
+      bytes = window.Bytes.data();
+    }
   }
-  std::memcpy(buffer, Window.data() + (Position - WindowPosition), count);
+  std::memcpy(buffer, bytes, count);
   Position += static_cast<int64_t>(count);
   return count;
 }

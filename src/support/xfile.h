@@ -46,8 +46,9 @@ class XFile {
   // has them. Returns the bytes read, fewer only at the end or on an error; the position moves past
   // them.
   [[nodiscard]] virtual size_t Read(void* buffer, size_t count);
-  // The same for headers and other small things: reads through a window of the file, so that what
-  // lies side by side costs one system call.
+  // The same for headers and other small things: reads through two windows of the file, so that
+  // what lies side by side costs one system call, and a file's head is still there when its tail
+  // has been looked at.
   [[nodiscard]] virtual size_t ReadSmall(void* buffer, size_t count);
 
  private:
@@ -57,12 +58,20 @@ class XFile {
   // Reads at least `needed` bytes where the file has them, and up to `room`.
   [[nodiscard]] size_t ReadAt(void* buffer, size_t needed, size_t room, int64_t position) const;
 
+  struct Window {
+    int64_t Position = 0;
+    size_t Length = 0;
+    std::array<uint8_t, kWindowSize> Bytes;  // set as far as Length says
+
+    // The window's bytes from `position` on; null when it has fewer than `count`.
+    [[nodiscard]] const uint8_t* Find(int64_t position, size_t count) const;
+  };
+
   XFileHandle FileHandle = kNoFile;
   bool Owned = false;
   int64_t Position = 0;
-  int64_t WindowPosition = 0;
-  size_t WindowLength = 0;
-  std::array<uint8_t, kWindowSize> Window;  // set as far as WindowLength says
+  std::array<Window, 2> Windows;
+  size_t LastUsed = 0;  // the window that the next miss spares
 };
 
 }  // namespace wavecodec

@@ -39,9 +39,9 @@ void AppendCharacter(std::string& out, uint32_t c) {
   }
 }
 
-// Length of the valid UTF-8 sequence at the front of `bytes`, its character in `c`; 0 when there is
-// none (RFC 3629: no overlong forms, no surrogates, nothing past U+10FFFF).
-size_t ReadCharacter(std::string_view bytes, uint32_t& c) {
+// Length of the sequence at the front of `bytes`, its character in `c`; 0 when there is none. RFC
+// 3629 (no overlong forms, nothing past U+10FFFF), but for surrogates, which it excludes.
+size_t ReadUnit(std::string_view bytes, uint32_t& c) {
   const auto lead = static_cast<uint8_t>(bytes.front());
   if (lead < 0x80) {
     c = lead;
@@ -56,7 +56,28 @@ size_t ReadCharacter(std::string_view bytes, uint32_t& c) {
     if ((next & 0xC0) != 0x80) return 0;
     c = c << 6 | (next & 0x3F);
   }
-  return c < kSmallest[length - 2] || !IsCharacter(c) ? 0 : length;
+  return c < kSmallest[length - 2] || c > 0x10FFFF ? 0 : length;
+}
+
+// The text of `bytes`, each byte that is part of no sequence replaced by `broken(byte)`.
+template <bool kSurrogates, typename Broken>
+XStr Decode(std::string_view bytes, Broken broken) {
+  const auto is_ascii = [](char c) { return static_cast<uint8_t>(c) < 0x80; };
+  const auto* ascii_end = std::find_if_not(bytes.begin(), bytes.end(), is_ascii);
+  XStr out(bytes.begin(), ascii_end);
+  bytes.remove_prefix(out.size());
+  out.reserve(out.size() + bytes.size());
+  while (!bytes.empty()) {
+    uint32_t c = 0;
+    size_t length = ReadUnit(bytes, c);
+    if (length == 0 || (!kSurrogates && IsSurrogate(c))) {
+      c = broken(static_cast<uint8_t>(bytes.front()));
+      length = 1;
+    }
+    out += static_cast<wchar_t>(c);
+    bytes.remove_prefix(length);
+  }
+  return out;
 }
 
 }  // namespace
@@ -84,19 +105,25 @@ std::optional<std::string> ToFileNameBytes(std::wstring_view name) {
 }
 
 XStr FromFileNameBytes(std::string_view bytes) {
-  XStr out;
-  out.reserve(bytes.size());
-  while (!bytes.empty()) {
-    uint32_t c = 0;
-    size_t length = ReadCharacter(bytes, c);
-    if (length == 0) {
-      c = kRawByteBase + static_cast<uint8_t>(bytes.front());
-      length = 1;
-    }
-    out += static_cast<wchar_t>(c);
-    bytes.remove_prefix(length);
-  }
-  return out;
+  return Decode<false>(bytes, [](uint8_t byte) { return kRawByteBase + byte; });
+}
+
+XStr FromUtf8(std::string_view bytes) {
+  return Decode<true>(bytes, [](uint8_t) { return kReplacement; });
+}
+
+void AppendUtf8(std::string& out, wchar_t unit) { AppendCharacter(out, CodePoint(unit)); }
+
+wchar_t TakeUtf8(std::string_view& bytes) {
+  uint32_t c = 0;
+  const size_t length = ReadUnit(bytes, c);
+  bytes.remove_prefix(length != 0 ? length : 1);
+  return static_cast<wchar_t>(length != 0 ? c : kReplacement);
+}
+
+bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](wchar_t x, wchar_t y) { return FoldCase(x) == FoldCase(y); });
 }
 
 void XStrList::SetFromPackedCharArray(const wchar_t* packed, size_t bound) {

@@ -14,6 +14,15 @@ using XStr = std::wstring;
 
 // UTF-8 of `text`; a unit that is no character (a surrogate, or past U+10FFFF) becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
+// The reverse: a byte that belongs to no valid sequence becomes U+FFFD. A surrogate written as three
+// bytes becomes that unit, so that text of other programs is not changed by being looked at.
+XStr FromUtf8(std::string_view bytes);
+
+// One unit at a time, for text that is mixed with something else. A unit that is no character is
+// appended as U+FFFD.
+void AppendUtf8(std::string& out, wchar_t unit);
+// Takes the sequence at the front of `bytes`, which are not empty: as FromUtf8.
+wchar_t TakeUtf8(std::string_view& bytes);
 
 // Bytes of a file name: UTF-8, except that U+DC80 to U+DCFF stand for the raw bytes 0x80 to 0xFF,
 // so that a name that is not valid UTF-8 can be named. None for a name with any other unit that is
@@ -21,6 +30,14 @@ std::string ToUtf8(std::wstring_view text);
 std::optional<std::string> ToFileNameBytes(std::wstring_view name);
 // The reverse: whatever is not valid UTF-8 becomes U+DC80 to U+DCFF.
 XStr FromFileNameBytes(std::string_view bytes);
+
+// The small letter of an ASCII capital; anything else as it is. Names are compared this way: what
+// two names have in common then never depends on the language that the host runs in.
+constexpr wchar_t FoldCase(wchar_t c) {
+  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
+}
+// Whether two texts differ in the case of ASCII letters at most.
+bool EqualNoCase(std::wstring_view a, std::wstring_view b);
 
 // A list of texts.
 struct XStrList : std::vector<XStr> {

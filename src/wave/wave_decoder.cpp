@@ -220,20 +220,6 @@ bool clWaveDecoderCore::SetPosition(int64_t frames) {
   return false;
 }
 
-bool clWaveDecoderCore::ReadFileIntoMemory(void* target, uint32_t bytes, int64_t position,
-                                           XFile& file, const STNStdReport& report) {
-  constexpr const char* kName = "ReadFileIntoMemory";
-  if (!file.SetPosition(position)) {
-    ErrorLine(report, kName) << L"Error SetPosition returned false.";
-    return false;
-  }
-  if (file.ReadSmall(target, bytes) != bytes) {
-    ErrorLine(report, kName) << L"Error cannot reading chunk from file.";
-    return false;
-  }
-  return true;
-}
-
 void clWaveDecoderCore::Close(STZuEncoderFluid* /*fluid*/) {
   const TraceScope trace(Report, "Close");
   Riff.Destroy();

@@ -7,6 +7,7 @@
 #include "support/xfile.h"
 #include "support/xmem.h"
 #include "support/xstr.h"
+#include "tags/set/tag_set.h"
 #include "wave/audio_buffer.h"
 #include "wave/sample_converter.h"
 #include "wave/wave_format.h"
@@ -19,8 +20,8 @@ class TraceScope;
 // Everything about decoding that does not depend on where the bytes come from. An object serves one
 // source: the next one gets a new object. Every operation that fails has written its error line.
 //
-// Life: Initialize (scan) -> PullOutFMTnDATA (format known) -> PrepareToDecodeAudio -> DecodeBlock
-// and SetPosition -> Close.
+// Life: Initialize (scan) -> PullOutFMTnDATA (format known) -> ReadIDTags -> FillAudioProps ->
+// PrepareToDecodeAudio -> DecodeBlock and SetPosition -> Close.
 class clWaveDecoderCore {
  public:
   clWaveDecoderCore(const clWaveDecoderCore&) = delete;
@@ -29,6 +30,13 @@ class clWaveDecoderCore {
   // Finds the `fmt `, `data` and `fact` chunks and takes in the format; once, later calls cost
   // nothing.
   bool PullOutFMTnDATA();
+  // Makes the tag block (see NTag) of all tags and carried chunks, and appends the kinds of tags
+  // found to `kinds`. The block is the decoder's, good until the next call; empty when the source's
+  // format cannot be found.
+  const XMem& ReadIDTags(XStr& kinds);
+  // Makes the block of named properties, in the same form. `kinds` is what ReadIDTags found. Null on
+  // failure.
+  const XMem* FillAudioProps(const XStr& kinds);
   // Tells format, bit rate and length of the decode range. The format is provisional: what a host
   // can expect before a converter was asked.
   bool FillAudioInfo(STZuAudioInfo& info);
@@ -48,10 +56,6 @@ class clWaveDecoderCore {
   [[nodiscard]] int64_t CalcStreamLengthBytes() const;
   [[nodiscard]] int64_t CalcStreamLengthmS() const;
 
-  // Reads `bytes` bytes at `position` of `file`: all of them, or it is an error.
-  static bool ReadFileIntoMemory(void* target, uint32_t bytes, int64_t position, XFile& file,
-                                 const STNStdReport& report);
-
  protected:
   // `source` lies in the derived object and is opened by it.
   explicit clWaveDecoderCore(XFile& source) noexcept : Source(source) {}
@@ -66,6 +70,11 @@ class clWaveDecoderCore {
   bool ReadDataBlock();
   bool MoveTo(int64_t position);
   [[nodiscard]] int64_t PositionOfFrame(int64_t frames) const;
+  [[nodiscard]] XStr SampleCountText() const;
+  template <typename Take>
+  void TellRiffChunks(Take take) const;
+  [[nodiscard]] XStr ContainsText(const XStr& kinds) const;
+  void ReportProperties() const;
 
   XFile& Source;
   STNStdReport Report{};
@@ -74,6 +83,9 @@ class clWaveDecoderCore {
   XAudioWFX FileWFX;
   XAudioWFX OutWFX;
   uint64_t FactSamples = 0;  // 0: not told
+  NTag Tags;
+  XMem TagBlock;
+  XMem Properties;
   XAudioACMDecoder Converter;
   XAudioBufferNew InputBuffer;
   int64_t DecodeFrom = 0;

@@ -1,0 +1,149 @@
+// Reading tags and properties: many small files beside bare system calls and TagLib, and files that
+// have a million of something.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <wavfile.h>  // of TagLib
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench_module.h"
+#include "heap.h"
+#include "tag_files.h"
+
+#ifdef __linux__
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+using bench::Million;
+using bench::Module;
+using bench::TaggedFiles;
+using bench::TheModule;
+
+// System calls of a function, as the kernel stops a traced copy of this process at them; a few of
+// the copy's own come with them. 0 where nothing can be traced.
+double SystemCalls([[maybe_unused]] const std::function<void()>& work) {
+#ifdef __linux__
+  const pid_t child = fork();
+  if (child == 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
+      raise(SIGSTOP);
+      work();
+    }
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  uint64_t stops = 0;
+  if (WIFSTOPPED(status)) ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD);
+  while (WIFSTOPPED(status) && ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) == 0) {
+    waitpid(child, &status, 0);
+    if (WIFSTOPPED(status) && WSTOPSIG(status) == (SIGTRAP | 0x80)) ++stops;
+  }
+  return static_cast<double>(stops) / 2;  // one at its begin, one at its end
+#else
+  return 0;
+#endif
+}
+
+// Runs the work on all the small files again and again.
+void OnTaggedFiles(benchmark::State& state, const std::function<void()>& work) {
+  const auto files = static_cast<double>(TaggedFiles().size());
+  state.counters["calls/file"] = (SystemCalls(work) - SystemCalls([] {})) / files;
+  for (auto _ : state) work();
+  state.counters["files/s"] =
+      benchmark::Counter(files, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// What any program must do to look at the front and at the tags: open, size, two reads, close.
+void Tags_Bare(benchmark::State& state) {
+  std::vector<char> buffer(4096);
+  OnTaggedFiles(state, [&] {
+    for (const fs::path& path : TaggedFiles()) {
+      const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      struct stat status {};
+      fstat(file, &status);
+      benchmark::DoNotOptimize(pread(file, buffer.data(), buffer.size(), 0));
+      benchmark::DoNotOptimize(pread(file, buffer.data(), buffer.size(), 16000));
+      close(file);
+    }
+  });
+}
+
+bool OpenWithTags(void* decoder, const std::wstring& name, STZuOpenDecoder& source) {
+  source = {};
+  source.fileName = name.c_str();
+  source.flags = ZuOpenTags | ZuOpenProperties;
+  return TheModule().Open(decoder, &source) == 1 && source.tagSize != 0 && source.propsSize != 0;
+}
+
+void Tags_Module(benchmark::State& state) {
+  const Module& module = TheModule();
+  std::vector<std::wstring> names;
+  for (const fs::path& path : TaggedFiles()) names.push_back(path.wstring());
+  const STNStdReport silent{};
+  void* decoder = module.Create(&silent);
+  OnTaggedFiles(state, [&] {
+    STZuOpenDecoder source;
+    for (const std::wstring& name : names) {
+      if (!OpenWithTags(decoder, name, source)) state.SkipWithError("no tags");
+      module.Close(decoder, nullptr);
+    }
+  });
+  module.Destroy(decoder);
+}
+
+// Its tags are parsed when it opens a file.
+void Tags_TagLib(benchmark::State& state) {
+  OnTaggedFiles(state, [&] {
+    for (const fs::path& path : TaggedFiles()) {
+      const TagLib::RIFF::WAV::File file(path.c_str());
+      if (!file.hasID3v2Tag() || !file.hasInfoTag()) state.SkipWithError("no tags");
+      benchmark::DoNotOptimize(file.audioProperties()->sampleRate());
+    }
+  });
+}
+
+void Million_Of(benchmark::State& state, Million kind) {
+  const Module& module = TheModule();
+  const fs::path path = bench::MillionFile(kind);
+  const std::wstring name = path.wstring();
+  constexpr double kMega = 1e6;
+  state.counters["file_MB"] = static_cast<double>(fs::file_size(path)) / kMega;
+  for (auto _ : state) {
+    const STNStdReport silent{};
+    heap::ResetPeak();
+    const heap::Counts start = heap::Now();
+    void* decoder = module.Create(&silent);
+    STZuOpenDecoder source;
+    if (!OpenWithTags(decoder, name, source)) state.SkipWithError("no tags");
+    state.counters["heap_MB"] = static_cast<double>(heap::Now().Peak - start.Live) / kMega;
+    module.Destroy(decoder);
+  }
+}
+
+}  // namespace
+
+BENCHMARK(Tags_Bare)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Tags_Module)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Tags_TagLib)->Unit(benchmark::kMillisecond)->UseRealTime();
+#define MILLION_OF(kind)                             \
+  BENCHMARK_CAPTURE(Million_Of, kind, Million::kind) \
+      ->Unit(benchmark::kMillisecond)                \
+      ->UseRealTime()                                \
+      ->Iterations(1)                                \
+      ->Repetitions(5)
+MILLION_OF(Chunks);
+MILLION_OF(InfoItems);
+MILLION_OF(TitleFrames);
+MILLION_OF(PrivateFrames);
+MILLION_OF(UserTextFrames);

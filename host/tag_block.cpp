@@ -1,0 +1,101 @@
+#include "tag_block.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <unordered_map>
+
+#include "error.h"
+#include "text.h"
+
+namespace wavehost {
+namespace {
+
+constexpr size_t kNumberSize = 4;
+constexpr size_t kUnitSize = 2;
+
+// Takes parts off the front of a block, which a module may have made badly.
+class BlockReader {
+ public:
+  explicit BlockReader(std::span<const std::byte> bytes) : rest_(bytes) {}
+
+  uint32_t Number() { return LittleEndian(Bytes(kNumberSize)); }
+  std::span<const std::byte> Bytes(size_t count) {
+    if (count > rest_.size()) throw Error("the module gave a damaged tag block");
+    const auto taken = rest_.first(count);
+    rest_ = rest_.subspan(count);
+    return taken;
+  }
+  std::string Text() {
+    std::wstring text;
+    while (const uint32_t unit = LittleEndian(Bytes(kUnitSize))) {
+      text.push_back(static_cast<wchar_t>(unit));
+    }
+    return Utf8(text);
+  }
+  [[nodiscard]] std::span<const std::byte> Rest() const { return rest_; }
+
+ private:
+  static uint32_t LittleEndian(std::span<const std::byte> bytes) {
+    uint32_t number = 0;
+    for (size_t i = bytes.size(); i > 0; --i) {
+      number = number << 8U | std::to_integer<uint32_t>(bytes[i - 1]);
+    }
+    return number;
+  }
+
+  std::span<const std::byte> rest_;
+};
+
+// A carriage return parts values, except in a line end CR LF.
+void AppendValues(std::string_view text, std::vector<std::string>& values) {
+  size_t start = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r' || (i + 1 < text.size() && text[i + 1] == '\n')) continue;
+    values.emplace_back(text.substr(start, i - start));
+    start = i + 1;
+  }
+  values.emplace_back(text.substr(start));
+}
+
+}  // namespace
+
+std::vector<TagEntry> ReadTagBlock(const void* data, size_t size) {
+  std::vector<TagEntry> entries;
+  if (data == nullptr) return entries;
+  BlockReader block({static_cast<const std::byte*>(data), size});
+  for (uint32_t left = block.Number(); left > 0; --left) {
+    const uint32_t entry_size = block.Number();  // a negative one is larger than any block
+    BlockReader entry(block.Bytes(entry_size - std::min<size_t>(entry_size, kNumberSize)));
+    TagEntry read;
+    read.name = entry.Text();
+    read.value = entry.Text();
+    read.payload = entry.Rest();
+    entries.push_back(std::move(read));
+  }
+  return entries;
+}
+
+bool SameName(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && LowerASCII(a) == LowerASCII(b);
+}
+
+std::vector<UserTag> UserTags(const std::vector<TagEntry>& entries) {
+  std::vector<UserTag> tags;
+  std::unordered_map<std::string, size_t> places;
+  for (const TagEntry& entry : entries) {
+    if (IsReserved(entry)) continue;
+    const auto [place, is_new] = places.try_emplace(LowerASCII(entry.name), tags.size());
+    if (is_new) tags.push_back({entry.name, {}});
+    AppendValues(entry.value, tags[place->second].values);
+  }
+  return tags;
+}
+
+std::string_view ValueOf(const std::vector<TagEntry>& entries, std::string_view name) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const TagEntry& entry) {
+    return SameName(entry.name, name);
+  });
+  return found == entries.end() ? std::string_view() : found->value;
+}
+
+}  // namespace wavehost

@@ -1,0 +1,41 @@
+// The tag block and the properties block of a module.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wavehost {
+
+struct TagEntry {
+  std::string name;   // UTF-8
+  std::string value;  // UTF-8
+  // Lies in the module's block: good until the session opens another file or ends.
+  std::span<const std::byte> payload;
+};
+
+// The entries in their order; none of no block. Throws Error when the block is not what the interface
+// says.
+std::vector<TagEntry> ReadTagBlock(const void* data, size_t size);
+
+// Reserved names are no user tags.
+[[nodiscard]] inline bool IsReserved(const TagEntry& entry) { return entry.name.starts_with('_'); }
+
+// Compares without regard to the case of ASCII letters.
+[[nodiscard]] bool SameName(std::string_view a, std::string_view b);
+
+// A user tag with its values in their order.
+struct UserTag {
+  std::string name;
+  std::vector<std::string> values;
+};
+
+// Entries of one name come together where the first of them is.
+std::vector<UserTag> UserTags(const std::vector<TagEntry>& entries);
+
+// The value of the first entry of this name; empty when there is none.
+std::string_view ValueOf(const std::vector<TagEntry>& entries, std::string_view name);
+
+}  // namespace wavehost

@@ -1,0 +1,128 @@
+#include "id3v2/meta_map.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "id3v2/field_name.h"
+#include "id3v2/field_table.h"
+
+namespace wavecodec::id3parser {
+namespace {
+
+constexpr size_t kIndexedFrom = 16;  // fewer fields are found faster by looking at each
+
+std::string_view toZero(std::string_view text) { return text.substr(0, text.find('\0')); }
+
+}  // namespace
+
+std::string_view metaMap::valueList::first() const {
+  return std::string_view{text_}.substr(0, text_.find('\0'));
+}
+
+std::string metaMap::valueList::joined(char separator) const {
+  std::string out = text_;
+  std::replace(out.begin(), out.end(), '\0', separator);
+  return out;
+}
+
+void metaMap::valueList::add(std::string_view value) {
+  if (count_++ != 0) text_ += '\0';
+  text_ += toZero(value);
+}
+
+// The index slot that holds the field, or the free one where it belongs.
+size_t metaMap::slotOf(std::string_view name, uint32_t hash) const {
+  const size_t mask = index_.size() - 1;
+  size_t at = hash & mask;
+  while (index_[at].next != 0 &&
+         (index_[at].hash != hash || !sameName(fields_[index_[at].next - 1].name, name))) {
+    at = (at + 1) & mask;
+  }
+  return at;
+}
+
+size_t metaMap::positionOf(std::string_view name) const {
+  if (!index_.empty()) {
+    const uint32_t next = index_[slotOf(name, hashName(name))].next;
+    return next == 0 ? fields_.size() : next - 1;
+  }
+  const auto found = std::find_if(fields_.begin(), fields_.end(),
+                                  [&](const field& f) { return sameName(f.name, name); });
+  return static_cast<size_t>(found - fields_.begin());
+}
+
+void metaMap::reindex() {
+  index_.clear();
+  if (fields_.size() < kIndexedFrom) return;
+  size_t slots = 4 * kIndexedFrom;
+  while (slots <= 2 * fields_.size()) slots *= 2;
+  index_.resize(slots);
+  uint32_t next = 0;
+  for (const field& f : fields_) enter({hashName(f.name), ++next});
+}
+
+// From the old slots in their order: the new ones are then visited nearly in order too.
+void metaMap::growIndex() {
+  const std::vector<slot> old = std::exchange(index_, std::vector<slot>(2 * index_.size()));
+  for (const slot& entry : old) {
+    if (entry.next != 0) enter(entry);
+  }
+}
+
+void metaMap::enter(slot entry) {
+  const size_t mask = index_.size() - 1;
+  size_t at = entry.hash & mask;
+  while (index_[at].next != 0) at = (at + 1) & mask;
+  index_[at] = entry;
+}
+
+metaMap::valueList& metaMap::valuesOf(std::string_view name) {
+  name = toZero(name);
+  if (index_.empty()) {
+    const size_t position = positionOf(name);
+    if (position < fields_.size()) return fields_[position].values;
+    fields_.push_back({std::string(name), {}});
+    if (fields_.size() >= kIndexedFrom) reindex();
+    return fields_.back().values;
+  }
+  const uint32_t hash = hashName(name);
+  const size_t at = slotOf(name, hash);
+  if (index_[at].next != 0) return fields_[index_[at].next - 1].values;
+  fields_.push_back({std::string(name), {}});
+  index_[at] = {hash, static_cast<uint32_t>(fields_.size())};
+  if (2 * fields_.size() >= index_.size()) growIndex();
+  return fields_.back().values;
+}
+
+void metaMap::set(std::string_view name, std::string_view value) {
+  valueList values;
+  values.add(value);
+  valuesOf(name) = std::move(values);
+}
+
+void metaMap::add(std::string_view name, std::string_view value) { valuesOf(name).add(value); }
+
+bool metaMap::remove(std::string_view name) {
+  const size_t position = positionOf(toZero(name));
+  if (position == fields_.size()) return false;
+  fields_.erase(fields_.begin() + static_cast<ptrdiff_t>(position));
+  reindex();
+  return true;
+}
+
+void metaMap::clear() {
+  fields_.clear();
+  index_.clear();
+}
+
+const metaMap::valueList* metaMap::find(std::string_view name) const {
+  const size_t position = positionOf(toZero(name));
+  return position == fields_.size() ? nullptr : &fields_[position].values;
+}
+
+bool metaMap::haveReplayGain() const {
+  return std::any_of(fields_.begin(), fields_.end(),
+                     [](const field& f) { return isReplayGainName(f.name); });
+}
+
+}  // namespace wavecodec::id3parser

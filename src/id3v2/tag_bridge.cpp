@@ -1,0 +1,161 @@
+#include "id3v2/tag_bridge.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <vector>
+
+#include "id3v2/meta_map.h"
+#include "id3v2/tag.h"
+#include "support/text_scan.h"
+
+namespace wavecodec {
+namespace id3parser {
+namespace {
+
+// A tag in a file, from the file's position on.
+class myStreamIn final : public streamIn {
+ public:
+  explicit myStreamIn(XFile& file) : file_(file) {}
+  size_t read(void* buffer, size_t size) override { return file_.ReadSmall(buffer, size); }
+  size_t skip(size_t size) override {
+    uint8_t skipped[1024];
+    size_t done = 0;
+    while (done < size) {
+      const size_t wanted = std::min(size - done, sizeof skipped);
+      const size_t got = read(skipped, wanted);
+      done += got;
+      if (got < wanted) break;
+    }
+    return done;
+  }
+
+ private:
+  XFile& file_;
+};
+
+}  // namespace
+
+uint64_t TagSizeOf(const uint8_t* header) {
+  constexpr uint8_t kUnknownFlags = 0x0F;
+  constexpr uint8_t kFooter = 0x10;
+  const uint8_t flags = header[5];
+  const uint8_t* size = header + 6;
+  if (header[0] != 'I' || header[1] != 'D' || header[2] != '3' || (flags & kUnknownFlags) != 0 ||
+      std::any_of(size, size + 4, [](uint8_t byte) { return byte >= 0x80; })) {
+    return 0;
+  }
+  uint64_t bytes = 0;
+  for (int i = 0; i < 4; ++i) bytes = bytes << 7 | size[i];
+  return kTagHeaderSize + bytes + ((flags & kFooter) != 0 ? kTagHeaderSize : 0);
+}
+
+bool ImportTag(t_tag& tag, XFile& file, int64_t position) {
+  try {
+    parseCallback keep_all;
+    myStreamIn in(file);
+    if (file.IsOpen() && file.SetPosition(position)) {
+      tag.Parse(in, keep_all);
+      return true;
+    }
+  } catch (const std::runtime_error&) {
+  }
+  tag.Reset(revisionNone);
+  return false;
+}
+
+}  // namespace id3parser
+
+namespace {
+
+using namespace id3parser;
+
+constexpr char kBetweenValues = '\r';
+
+// The pictures of a tag, and its CD identifier, as entries of the tag set.
+class BinaryFrames {
+ public:
+  void Frame(const t_frameView& frame) {
+    if (frame.isPicture()) AddPicture(frame);
+    if (frame.id == frameID("MCDI")) {
+      CDIdentifiers.AddTag(tag_name::kCDToc, frame.data, frame.size);
+    }
+  }
+  void MoveTo(NTag& tags) {
+    for (NTag* entries : {&Pictures, &CDIdentifiers}) tags.MergeFrom(std::move(*entries), false);
+  }
+
+ private:
+  // A frame that is no picture after all is left out, and the others are numbered on.
+  void AddPicture(const t_frameView& frame) {
+    try {
+      const t_picture picture = frame.getPicture();
+      XStr kind = AlbumArtAPICPicTypeToElementDescription(picture.type);
+      if (kind.empty()) kind = L"_Undefined";
+      XStr name = XStr(tag_name::kAlbumArt) + DecimalText(Pictures.Count() + 1) + kind;
+      if (!picture.description.empty()) name += L"<subdesc>" + FromUtf8(picture.description);
+      Pictures.AddTag(name, picture.data, picture.size);
+    } catch (const parseError&) {
+    }
+  }
+
+  NTag Pictures;
+  NTag CDIdentifiers;
+};
+
+void AddFields(const metaMap& map, NTag& tags) {
+  for (const metaMap::field& field : map.fields()) {
+    tags.AddTag({FromUtf8(field.name), FromUtf8(field.values.joined(kBetweenValues)), {}});
+  }
+}
+
+}  // namespace
+
+TagID3v2::TagID3v2(XFile& file, int64_t position, uint64_t room)
+    : File(file), Position(position), Room(room) {}
+
+bool TagID3v2::Load(uint64_t bytes) {
+  if (bytes <= Bytes.Size()) return true;
+  const auto size = static_cast<size_t>(bytes);
+  if (bytes <= Room && Bytes.SetSize(size) && File.SetPosition(Position) &&
+      File.ReadSmall(Bytes.Data(), size) == size) {
+    return true;
+  }
+  Bytes.Free();
+  return false;
+}
+
+uint64_t TagID3v2::GetID3v2TagSize() {
+  // A stretch of ordinary size is loaded whole, with one read. What is claimed beyond that is only
+  // believed when the tag's header says the same.
+  constexpr uint64_t kOrdinary = uint64_t{1} << 20;
+  if (Room < kTagHeaderSize || !Load(Room <= kOrdinary ? Room : kTagHeaderSize)) return 0;
+  return TagSizeOf(Bytes.Data());
+}
+
+bool TagID3v2::Read(NTag& tags) {
+  const uint64_t size = GetID3v2TagSize();
+  if (size == 0 || !Load(size)) return false;
+  NTag found;
+  try {
+    metaMap map;
+    metaReader reader(map);
+    BinaryFrames binary;
+    parseCallback keep_all;
+    const t_tagRevision revision =
+        parseTag(Bytes.Data(), static_cast<size_t>(size), keep_all,
+                 [&](const t_frameView& frame, t_tagRevision frame_revision) {
+                   reader.frame(frame, frame_revision);
+                   binary.Frame(frame);
+                 });
+    reader.finish();
+    AddFields(map, found);
+    found.AddTag(L"TagVersion", L"ID3v2." + DecimalText(revision));
+    binary.MoveTo(found);
+  } catch (const std::runtime_error&) {  // not a whole tag
+    return false;
+  }
+  tags.MergeFrom(std::move(found), false);
+  return true;
+}
+
+}  // namespace wavecodec

@@ -1,0 +1,27 @@
+// Numbers as the user writes them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "support/xstr.h"
+
+namespace wavecodec {
+
+// Digit grouping and decimal separator.
+struct NumberFormat {
+  wchar_t Separator = L',';
+  wchar_t Point = L'.';
+  std::string
+      Grouping;  // sizes of the groups from the right, the last one repeated; none when empty
+
+  // That of the user's environment (LC_NUMERIC), read once in a process; plain digits when it says
+  // nothing usable.
+  static const NumberFormat& User() noexcept;
+
+  [[nodiscard]] XStr Integer(uint64_t number) const;
+  // `number` / `unit` with two decimals, ungrouped.
+  [[nodiscard]] XStr Hundredths(uint64_t number, uint64_t unit) const;
+};
+
+}  // namespace wavecodec

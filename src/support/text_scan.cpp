@@ -1,0 +1,60 @@
+#include "support/text_scan.h"
+
+#include <array>
+
+#include "support/saturating.h"
+
+namespace wavecodec {
+
+std::wstring_view Trimmed(std::wstring_view text) {
+  constexpr std::wstring_view kBlank = L" \t\r\n\v\f";
+  const size_t first = text.find_first_not_of(kBlank);
+  if (first == std::wstring_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+int64_t LeadingInt64(std::wstring_view text) {
+  text = Trimmed(text);
+  const bool negative = !text.empty() && text.front() == L'-';
+  if (negative || (!text.empty() && text.front() == L'+')) text.remove_prefix(1);
+  int64_t value = 0;  // counted on its own side of 0, whose limits differ
+  for (const wchar_t c : text) {
+    if (c < L'0' || c > L'9') break;
+    const int64_t digit = c - L'0';
+    value = SaturatingAdd(SaturatingMul(value, 10), negative ? -digit : digit);
+  }
+  return value;
+}
+
+uint32_t LeadingHex32(std::wstring_view text) {
+  uint32_t value = 0;
+  for (const wchar_t c : Trimmed(text)) {
+    const wchar_t digit = FoldCase(c);
+    if (digit >= L'0' && digit <= L'9') {
+      value = value << 4 | static_cast<uint32_t>(digit - L'0');
+    } else if (digit >= L'a' && digit <= L'f') {
+      value = value << 4 | static_cast<uint32_t>(digit - L'a' + 10);
+    } else {
+      break;
+    }
+  }
+  return value;
+}
+
+void AppendDecimal(XStr& text, uint64_t number) {
+  std::array<wchar_t, 20> digits;
+  auto first = digits.end();
+  do {
+    *--first = static_cast<wchar_t>(L'0' + number % 10);
+    number /= 10;
+  } while (number != 0);
+  text.append(first, digits.end());
+}
+
+XStr DecimalText(uint64_t number) {
+  XStr text;
+  AppendDecimal(text, number);
+  return text;
+}
+
+}  // namespace wavecodec

@@ -1,0 +1,58 @@
+#include "support/windows1252.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace wavecodec {
+namespace {
+
+constexpr uint8_t kFirst = 0x80;
+// The characters of 0x80 to 0x9F; all other bytes are the character of their number.
+constexpr std::array<wchar_t, 32> kMappings = {
+    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+
+constexpr char kNoCharacter = '_';
+
+}  // namespace
+
+wchar_t CharacterOf1252(uint8_t byte) {
+  if (byte < kFirst || byte >= kFirst + kMappings.size()) return static_cast<wchar_t>(byte);
+  return kMappings[byte - kFirst];
+}
+
+uint8_t ByteOf1252(uint32_t character) {
+  if (character < kFirst || (character >= kFirst + kMappings.size() && character <= 0xFF)) {
+    return static_cast<uint8_t>(character);
+  }
+  const auto* found = std::find_if(kMappings.begin(), kMappings.end(), [&](wchar_t mapped) {
+    return mapped != 0 && static_cast<uint32_t>(mapped) == character;
+  });
+  if (found == kMappings.end()) return 0;
+  return static_cast<uint8_t>(kFirst + (found - kMappings.begin()));
+}
+
+XStr From1252(const uint8_t* bytes, size_t size) {
+  const void* end = size != 0 ? std::memchr(bytes, 0, size) : nullptr;
+  if (end != nullptr) size = static_cast<size_t>(static_cast<const uint8_t*>(end) - bytes);
+  XStr text(bytes, bytes + size);
+  for (wchar_t& c : text) {
+    if (c < kFirst) continue;
+    c = CharacterOf1252(static_cast<uint8_t>(c));
+    if (c == 0) c = static_cast<wchar_t>(kNoCharacter);
+  }
+  return text;
+}
+
+std::string To1252(std::wstring_view text) {
+  std::string bytes(text.size(), kNoCharacter);
+  for (size_t i = 0; i < text.size(); ++i) {
+    const uint8_t byte = ByteOf1252(static_cast<uint32_t>(text[i]));
+    if (byte != 0) bytes[i] = static_cast<char>(byte);
+  }
+  return bytes;
+}
+
+}  // namespace wavecodec

@@ -1,0 +1,30 @@
+// `LIST` chunks of type `INFO`: texts under four-character IDs, in Windows-1252.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "support/xmem.h"
+#include "tags/set/tag_set.h"
+#include "wavecodec/codec_module.h"
+
+namespace wavecodec {
+
+// How entries of one name are taken in.
+enum class NTagRepeats { Keep, FirstOnly };
+
+// Both work on memory: the body of the chunk, from the list type on.
+class clRIFFLISTChunk {
+ public:
+  // Replaces `tags` by what the body holds, in file order. `album_option` 0: the album is `IPRD`;
+  // otherwise `ISRC`. False when the body is no `INFO` list or ends inside a sub-chunk; what was
+  // read before is in `tags` then.
+  static bool InitFrom(const uint8_t* body, size_t size, NTag& tags, const STNStdReport& report,
+                       uint32_t album_option, NTagRepeats repeats = NTagRepeats::Keep);
+  // Makes the body of the tags that have an ID; an empty one when none has. `track_option` 0: the
+  // track is `ITRK`; 1: `TRCK`; otherwise `itrk`. False only when there is no memory.
+  static bool TagsToLIST(XMem& out, const NTag& tags, const STNStdReport& report,
+                         uint32_t album_option, uint32_t track_option);
+};
+
+}  // namespace wavecodec

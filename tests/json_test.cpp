@@ -1,0 +1,163 @@
+#include "support/json.h"
+
+#include <gtest/gtest.h>
+
+#include "support/base64.h"
+#include "support/json_text.h"
+
+namespace wavecodec {
+namespace {
+
+std::string Rewritten(std::string_view text) {
+  JsonDocument document;
+  return document.Parse(text) ? document.Write() : "invalid";
+}
+
+TEST(Json, KeepsEverythingThatIsNotEdited) {
+  // Written as it was read, apart from the layout: order, doubles, numbers as they are spelled,
+  // escapes, lone surrogates, bytes that are no UTF-8, arrays with all that is in them.
+  const std::string text =
+      "{\n  \"z\": 1e400,\n  \"a\": -0.10,\n  \"z\": 12345678901234567890,\n  \"\": "
+      "\"\\ud800\\/\",\n"
+      "  \"k\\u00e9\xC3\xA9\": {\n    \"b\": \"\xFF\xED\xA0\x80\\\\\",\n    \"empty\": {},\n"
+      "    \"B\": [1, {\"x\": [ ]}, \"]\\\"\"]\n  },\n  \"t\": true,\n  \"n\": null\n}\n";
+  EXPECT_EQ(Rewritten(text), text);
+  EXPECT_EQ(Rewritten("\xEF\xBB\xBF {\"a\":{\"b\":[ ]},\r\n\t\"c\":0} "),
+            "{\n  \"a\": {\n    \"b\": [ ]\n  },\n  \"c\": 0\n}\n");
+  // A document that breaks off is invalid at every place, and nothing is read past its end.
+  for (size_t length = 0; length + 2 < text.size(); ++length) {
+    const std::vector<char> exact(text.begin(), text.begin() + static_cast<ptrdiff_t>(length));
+    EXPECT_FALSE(JsonDocument().Parse({exact.data(), length})) << length;
+  }
+}
+
+TEST(Json, RefusesWhatIsNoDocument) {
+  for (const std::string_view text : {"",
+                                      " ",
+                                      "[]",
+                                      "1",
+                                      "\"a\"",
+                                      "{",
+                                      "}",
+                                      "{}}",
+                                      "{},",
+                                      "{} {}",
+                                      "{,}",
+                                      "{\"a\"}",
+                                      "{\"a\":}",
+                                      "{\"a\":1,}",
+                                      "{\"a\":1 \"b\":2}",
+                                      "{a:1}",
+                                      "{'a':1}",
+                                      "{\"a\":01}",
+                                      "{\"a\":+1}",
+                                      "{\"a\":1.}",
+                                      "{\"a\":.5}",
+                                      "{\"a\":1e}",
+                                      "{\"a\":1e+}",
+                                      "{\"a\":-}",
+                                      "{\"a\":0x1}",
+                                      "{\"a\":NaN}",
+                                      "{\"a\":tru}",
+                                      "{\"a\":truex}",
+                                      "{\"a\":True}",
+                                      "{\"a\":[1,]}",
+                                      "{\"a\":[,]}",
+                                      "{\"a\":[1 2]}",
+                                      "{\"a\":[1}",
+                                      "{\"a\":{]}",
+                                      "{\"a\":[\"b\":1]}",
+                                      "{\"a\":\"\n\"}",
+                                      "{\"a\":\"\\x\"}",
+                                      "{\"a\":\"\\u12g4\"}",
+                                      "{\"a\":\"\\u12",
+                                      "{/**/}",
+                                      "{\"a\":\"\\\"}",
+                                      "\xEF\xBB{}",
+                                      "{\"a\":1}x"}) {
+    EXPECT_EQ(Rewritten(text), "invalid") << text;
+  }
+  EXPECT_EQ(Rewritten(std::string_view("{}\0", 3)), "invalid");
+}
+
+TEST(Json, IsSafeOnDeepNesting) {
+  const auto repeated = [](std::string_view piece, size_t count) {
+    std::string out;
+    while (count-- > 0) out += piece;
+    return out;
+  };
+  for (const std::string_view piece : {"[", "{\"a\":", "[{\"a\":"}) {
+    EXPECT_EQ(Rewritten(repeated(piece, 100000)), "invalid");
+    EXPECT_EQ(Rewritten("{\"a\":" + repeated(piece, 100000)), "invalid");
+  }
+  const auto nested = [&](size_t depth) {
+    return repeated("{\"a\":", depth) + "0" + repeated("}", depth);
+  };
+  EXPECT_NE(Rewritten(nested(JsonDocument::kMaxDepth)), "invalid");
+  EXPECT_EQ(Rewritten(nested(JsonDocument::kMaxDepth + 1)), "invalid");
+}
+
+TEST(Json, StringsMeanTheirCharacters) {
+  const wchar_t lone = 0xD800;
+  EXPECT_EQ(ToJsonString(L"\"\\/\b\f\n\r\t\x01\x7F \xE9\x20AC\x1F600"),
+            "\"\\\"\\\\\\/\\b\\f\\n\\r\\t\\u0001\\u007f \xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"");
+  EXPECT_EQ(ToJsonString(XStr{lone, 0}), "\"\\ud800\\u0000\"");
+  EXPECT_EQ(FromJsonString("\"\\ud83d\\uDE00\\\"\\/\xC3\xA9\xFF\""), L"\x1F600\"/\xE9\xFFFD");
+  EXPECT_EQ(FromJsonString("\"\\ud800\\u0041\\udc00\""), (XStr{lone, L'A', 0xDC00}));
+  EXPECT_EQ(FromJsonString("\"\\ud800\\\\\""), (XStr{lone, L'\\'}));
+  EXPECT_TRUE(JsonStringIs("\"Wave\\u0054\xC3\xA9\"", L"wAVEt\xE9"));
+  EXPECT_FALSE(JsonStringIs("\"\xC3\x89\"", L"\xE9"));  // only ASCII letters have a case here
+  EXPECT_FALSE(JsonStringIs("\"ab\"", L"a") || JsonStringIs("\"a\"", L"ab"));
+}
+
+TEST(Json, NumbersAreCutToIntegers) {
+  const std::pair<std::string_view, int64_t> numbers[] = {{"0", 0},
+                                                          {"-7", -7},
+                                                          {"1.9", 1},
+                                                          {"-0.99", 0},
+                                                          {"12.5e1", 125},
+                                                          {"1250e-2", 12},
+                                                          {"1e-999999999999999999999", 0},
+                                                          {"0.0e999999999999999999999", 0},
+                                                          {"0.00012e7", 1200},
+                                                          {"9223372036854775807", INT64_MAX},
+                                                          {"-9223372036854775808", INT64_MIN},
+                                                          {"-9223372036854775809", INT64_MIN},
+                                                          {"18446744073709551615", -1},
+                                                          {"18446744073709551616", INT64_MAX},
+                                                          {"1e400", INT64_MAX},
+                                                          {"-1e999999999999999999999", INT64_MIN}};
+  for (const auto& [text, value] : numbers) EXPECT_EQ(FromJsonNumber(text), value) << text;
+  for (const std::string_view text : {"\"1\"", "true", "null", "[1]"}) {
+    EXPECT_FALSE(FromJsonNumber(text)) << text;
+  }
+}
+
+TEST(Json, ArraysGiveTheirStrings) {
+  using Strings = std::vector<std::string_view>;
+  EXPECT_EQ(JsonStringElements("[ \"a\", 1, [\"b\"], {\"c\": \"d\"} ,\"\\\"]\" ]"),
+            (Strings{"\"a\"", "\"\\\"]\""}));
+  EXPECT_TRUE(JsonStringElements("[]").empty());
+  EXPECT_TRUE(JsonStringElements("\"a\"").empty());
+}
+
+TEST(Base64, ThereAndBack) {
+  const std::pair<std::string_view, std::wstring_view> pairs[] = {
+      {"", L""}, {"f", L"Zg=="}, {"fo", L"Zm8="}, {"foo", L"Zm9v"}, {"\xFB\xFF\xFE!", L"+//+IQ=="}};
+  XMem memory;
+  for (const auto& [bytes, text] : pairs) {
+    const std::string coded =
+        ToBase64(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    EXPECT_EQ(FromUtf8(coded), text);
+    ASSERT_TRUE(FromBase64(text, memory));
+    EXPECT_EQ(std::string_view(reinterpret_cast<char*>(memory.Data()), memory.Size()), bytes);
+  }
+  for (const std::wstring_view text :
+       {L"Z", L"Zg=", L"Zg", L"Zg==Zg==", L"Z===", L"Zm 9", L"Zm9-", L"====", L"=g=="}) {
+    EXPECT_FALSE(FromBase64(text, memory));
+    EXPECT_TRUE(memory.IsEmpty());
+  }
+}
+
+}  // namespace
+}  // namespace wavecodec
