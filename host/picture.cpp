@@ -19,13 +19,15 @@ struct Signature {
   PictureFormat format;
 };
 
-using std::string_view_literals::operator""sv;
-
 constexpr Signature kSignatures[] = {
-    {0, "\xFF\xD8\xFF", {"image/jpeg", ".jpg"}},  {0, "\x89PNG\r\n\x1A\n", {"image/png", ".png"}},
-    {0, "GIF87a", {"image/gif", ".gif"}},         {0, "GIF89a", {"image/gif", ".gif"}},
-    {8, "WEBP", {"image/webp", ".webp"}},         {0, "BM", {"image/bmp", ".bmp"}},
-    {0, "II\x2A\x00"sv, {"image/tiff", ".tiff"}}, {0, "MM\x00\x2A"sv, {"image/tiff", ".tiff"}},
+    {0, "\xFF\xD8\xFF", {"image/jpeg", ".jpg"}},
+    {0, "\x89PNG\r\n\x1A\n", {"image/png", ".png"}},
+    {0, "GIF87a", {"image/gif", ".gif"}},
+    {0, "GIF89a", {"image/gif", ".gif"}},
+    {8, "WEBP", {"image/webp", ".webp"}},
+    {0, "BM", {"image/bmp", ".bmp"}},
+    {0, {"II\x2A\x00", 4}, {"image/tiff", ".tiff"}},
+    {0, {"MM\x00\x2A", 4}, {"image/tiff", ".tiff"}},
 };
 
 PictureFormat FormatOf(std::span<const std::byte> bytes) {
@@ -40,12 +42,14 @@ PictureFormat FormatOf(std::span<const std::byte> bytes) {
 }
 
 bool IsPicture(const TagEntry& entry) {
-  return !entry.payload.empty() && entry.name.size() > kPrefix.size() &&
-         SameName(std::string_view(entry.name).substr(0, kPrefix.size()), kPrefix);
+  const std::string_view name = entry.name;
+  return !entry.payload.empty() && name.size() > kPrefix.size() &&
+         SameName(name.substr(0, kPrefix.size()), kPrefix);
 }
 
-// Takes apart NUMBER_KIND<subdesc>DESCRIPTION; a missing part stays as it is.
+// Takes apart _albumart_NUMBER_KIND<subdesc>DESCRIPTION; a missing part stays as it is.
 void TakeName(std::string_view text, Picture& picture) {
+  text.remove_prefix(kPrefix.size());
   const size_t mark = text.find('_', 1);
   std::from_chars(text.data(), text.data() + std::min(mark, text.size()), picture.index);
   if (mark == std::string_view::npos) return;
@@ -67,7 +71,7 @@ std::vector<Picture> PicturesOf(const std::vector<TagEntry>& entries) {
     picture.index = pictures.size() + 1;
     picture.format = FormatOf(entry.payload);
     picture.bytes = entry.payload;
-    TakeName(std::string_view(entry.name).substr(kPrefix.size()), picture);
+    TakeName(entry.name, picture);
     pictures.push_back(std::move(picture));
   }
   return pictures;

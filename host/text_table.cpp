@@ -92,7 +92,8 @@ std::string TextTable::Text(const TableLayout& layout) const {
   for (const Row& row : rows_) {
     text.append(indent_, ' ').append(row.label);
     size_t at = indent_ + Columns(row.label);
-    if (at + kGap > start) {  // too wide a label has a line of its own
+    const bool has_value = row.lines.size() > 1 || !row.lines.front().empty();
+    if (at + kGap > start && has_value) {  // too wide a label has a line of its own
       text += '\n';
       at = 0;
     }

@@ -81,6 +81,7 @@ metaMap::valueList& metaMap::valuesOf(std::string_view name) {
   if (index_.empty()) {
     const size_t position = positionOf(name);
     if (position < fields_.size()) return fields_[position].values;
+    if (fields_.empty()) fields_.reserve(kIndexedFrom);
     fields_.push_back({std::string(name), {}});
     if (fields_.size() >= kIndexedFrom) reindex();
     return fields_.back().values;

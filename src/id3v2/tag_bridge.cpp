@@ -104,7 +104,11 @@ class BinaryFrames {
 
 void AddFields(const metaMap& map, NTag& tags) {
   for (const metaMap::field& field : map.fields()) {
-    tags.AddTag({FromUtf8(field.name), FromUtf8(field.values.joined(kBetweenValues)), {}});
+    const metaMap::valueList& values = field.values;
+    tags.AddTag(
+        {FromUtf8(field.name),
+         values.count() == 1 ? FromUtf8(values.first()) : FromUtf8(values.joined(kBetweenValues)),
+         {}});
   }
 }
 

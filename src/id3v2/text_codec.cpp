@@ -46,7 +46,7 @@ size_t walkUTF8(std::string_view utf8, Ascii ascii, Other other) {
       continue;
     }
     uint32_t c = 0;
-    const size_t length = ReadUtf8(bytes + at, utf8.size() - at, c);
+    const size_t length = ReadUtf8Sequence(bytes + at, utf8.size() - at, c);
     if (length == 0 || c == 0) break;
     other(c);
     at += length;
@@ -64,7 +64,7 @@ void importBytes(std::string& out, const uint8_t* bytes, size_t size, Character 
       append(out, bytes + at, run);
       at += run;
     } else {
-      AppendUtf8(out, character(bytes[at++]));
+      AppendUtf8Sequence(out, character(bytes[at++]));
     }
   }
 }
@@ -135,7 +135,7 @@ void importUTF16(std::string& out, const uint8_t* bytes, size_t units, bool big_
         ++i;
       }
     }
-    AppendUtf8(out, c);
+    AppendUtf8Sequence(out, c);
   }
 }
 

@@ -9,7 +9,7 @@
 namespace wavecodec {
 
 // Appends the sequence of a character up to U+10FFFF.
-inline void AppendUtf8(std::string& out, uint32_t c) {
+inline void AppendUtf8Sequence(std::string& out, uint32_t c) {
   const auto continuation = [&](unsigned shift) {
     out += static_cast<char>(0x80 | ((c >> shift) & 0x3F));
   };
@@ -32,7 +32,7 @@ inline void AppendUtf8(std::string& out, uint32_t c) {
 
 // Length of the sequence at the front of `size` bytes (one at least), its character in `c`; 0 when
 // there is none: cut short, longer than need be, past U+10FFFF.
-inline size_t ReadUtf8(const uint8_t* bytes, size_t size, uint32_t& c) {
+inline size_t ReadUtf8Sequence(const uint8_t* bytes, size_t size, uint32_t& c) {
   const uint8_t lead = bytes[0];
   if (lead < 0x80) {
     c = lead;

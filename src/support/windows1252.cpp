@@ -37,11 +37,12 @@ uint8_t ByteOf1252(uint32_t character) {
 XStr From1252(const uint8_t* bytes, size_t size) {
   const void* end = size != 0 ? std::memchr(bytes, 0, size) : nullptr;
   if (end != nullptr) size = static_cast<size_t>(static_cast<const uint8_t*>(end) - bytes);
-  XStr text(bytes, bytes + size);
-  for (wchar_t& c : text) {
-    if (c < kFirst) continue;
-    c = CharacterOf1252(static_cast<uint8_t>(c));
-    if (c == 0) c = static_cast<wchar_t>(kNoCharacter);
+  XStr text(size, L'\0');
+  for (size_t i = 0; i < size; ++i) {
+    text[i] = static_cast<wchar_t>(bytes[i]);
+    if (bytes[i] < kFirst) continue;
+    text[i] = CharacterOf1252(bytes[i]);
+    if (text[i] == 0) text[i] = static_cast<wchar_t>(kNoCharacter);
   }
   return text;
 }

@@ -37,7 +37,13 @@ constexpr wchar_t FoldCase(wchar_t c) {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
 }
 // Whether two texts differ in the case of ASCII letters at most.
-bool EqualNoCase(std::wstring_view a, std::wstring_view b);
+inline bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (a[i] != b[i] && FoldCase(a[i]) != FoldCase(b[i])) return false;
+  }
+  return true;
+}
 
 // A list of texts.
 struct XStrList : std::vector<XStr> {

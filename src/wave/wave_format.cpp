@@ -98,6 +98,7 @@ void XAudioWFX::CopyTo(WAVEFORMATEXTENSIBLE& record) const {
 }
 
 int XAudioWFX::WFXFormatTag() const {
+  if (!IsExtensible()) return FormatTag();
   for (const uint16_t tag : kKnownSubFormats) {
     if (IsExtensibleGUID(SubFormatOf(tag))) return tag;
   }

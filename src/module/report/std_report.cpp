@@ -13,15 +13,20 @@
 namespace wavecodec {
 namespace {
 
-constexpr std::wstring_view kEnter = L"->->";
-constexpr std::wstring_view kLeave = L"<-<-";
 constexpr size_t kIndent = 2;
 
 // Shared by all instances of the process. A failing operation leaves the indentation deeper for
 // good: that is part of the report's format.
 struct SharedState {
   std::recursive_mutex Access;
-  size_t SpaceAdder = 0;  // blanks in front of a debug line
+  std::atomic<size_t> SpaceAdder = 0;  // blanks in front of a debug line
+
+  void Enter() { SpaceAdder += kIndent; }
+  void Leave() {
+    size_t blanks = SpaceAdder;
+    while (!SpaceAdder.compare_exchange_weak(blanks, blanks - std::min(blanks, kIndent))) {
+    }
+  }
 };
 
 SharedState& State() {
@@ -112,18 +117,19 @@ XStr StdReport::GetFinalMsg(std::wstring_view prefix, std::wstring_view msg, con
 void StdReport::WriteDEBUG(std::wstring_view msg, const STNStdReport& report, const char* function,
                            bool end_line, const wchar_t* prefix) noexcept {
   SharedState& state = State();
-  const std::scoped_lock lock(state.Access);
-  if (msg.starts_with(kLeave)) state.SpaceAdder -= std::min(state.SpaceAdder, kIndent);
-  if (IsOpen(report.DebugHandle)) {
+  std::unique_lock lock(state.Access, std::defer_lock);
+  if (IsOpen(report.DebugHandle)) lock.lock();  // a line that goes nowhere waits for nobody
+  if (msg.starts_with(kLeave)) state.Leave();
+  if (lock) {
     try {
-      const XStr indentation(prefix == nullptr && LastWasCRLF ? state.SpaceAdder : 0, L' ');
+      const XStr indentation(prefix == nullptr && LastWasCRLF ? state.SpaceAdder.load() : 0, L' ');
       WriteFile(report.DebugHandle,
                 GetFinalMsg(prefix != nullptr ? prefix : indentation, msg, function, end_line));
     } catch (const std::bad_alloc&) {
       WriteNoMemory(report);  // the line is lost, the operation goes on
     }
   }
-  if (msg.starts_with(kEnter)) state.SpaceAdder += kIndent;
+  if (msg.starts_with(kEnter)) state.Enter();
   LastWasCRLF = end_line;
 }
 

@@ -22,6 +22,10 @@ namespace wavecodec {
 
 class StdReport {
  public:
+  // What the lines at the start and the end of a traced operation say.
+  static constexpr std::wstring_view kEnter = L"->->";
+  static constexpr std::wstring_view kLeave = L"<-<-";
+
   // One piece of debug text. `end_line` ends the line, with `function` in brackets when it is not
   // null. Text that begins "->->" or "<-<-" opens or closes a level of indentation; `prefix`, when
   // not null, replaces the indentation.
@@ -126,7 +130,7 @@ inline ReportLine ErrorLine(const STNStdReport& report, const char* function) {
 class TraceScope {
  public:
   TraceScope(const STNStdReport& report, const char* method) : Report(report), Method(method) {
-    StdReport::WriteDEBUG(L"->->", Report, Method, true);
+    StdReport::WriteDEBUG(StdReport::kEnter, Report, Method, true);
   }
   TraceScope(const TraceScope&) = delete;
   TraceScope& operator=(const TraceScope&) = delete;
@@ -137,7 +141,7 @@ class TraceScope {
   [[nodiscard]] ReportLine Error() const { return ErrorLine(Report, Method); }
 
   // The operation succeeded.
-  void Leave() const { StdReport::WriteDEBUG(L"<-<-", Report, Method, true); }
+  void Leave() const { StdReport::WriteDEBUG(StdReport::kLeave, Report, Method, true); }
   template <typename Result>
   Result Leave(Result result) const {
     Leave();
