@@ -111,7 +111,6 @@ TEST(Decoder, DeliversWholeFramesInBlocks) {
   EXPECT_EQ(info.lengthBytes, 200000U);
   EXPECT_EQ(info.lengthMs, 1133U);
   EXPECT_EQ(info.bitRate, 1411200);
-  EXPECT_EQ(decoder.Record.tagData, nullptr);
   const struct {
     uint32_t Bytes, Last;
     uint64_t PositionMs, BlockMs;

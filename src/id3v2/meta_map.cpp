@@ -10,6 +10,7 @@ namespace wavecodec::id3parser {
 namespace {
 
 constexpr size_t kIndexedFrom = 16;  // fewer fields are found faster by looking at each
+constexpr size_t kOrdinary = 14;     // fields of a file; a kilobyte
 
 std::string_view toZero(std::string_view text) { return text.substr(0, text.find('\0')); }
 
@@ -81,15 +82,15 @@ metaMap::valueList& metaMap::valuesOf(std::string_view name) {
   if (index_.empty()) {
     const size_t position = positionOf(name);
     if (position < fields_.size()) return fields_[position].values;
-    if (fields_.empty()) fields_.reserve(kIndexedFrom);
-    fields_.push_back({std::string(name), {}});
+    if (fields_.empty()) fields_.reserve(kOrdinary);
+    fields_.emplace_back().name = name;
     if (fields_.size() >= kIndexedFrom) reindex();
     return fields_.back().values;
   }
   const uint32_t hash = hashName(name);
   const size_t at = slotOf(name, hash);
   if (index_[at].next != 0) return fields_[index_[at].next - 1].values;
-  fields_.push_back({std::string(name), {}});
+  fields_.emplace_back().name = name;
   index_[at] = {hash, static_cast<uint32_t>(fields_.size())};
   if (2 * fields_.size() >= index_.size()) growIndex();
   return fields_.back().values;

@@ -70,6 +70,7 @@ namespace {
 using namespace id3parser;
 
 constexpr char kBetweenValues = '\r';
+constexpr std::wstring_view kTagVersion = L"TagVersion";
 
 // The pictures of a tag, and its CD identifier, as entries of the tag set.
 class BinaryFrames {
@@ -137,9 +138,9 @@ uint64_t TagID3v2::GetID3v2TagSize() {
 }
 
 bool TagID3v2::Read(NTag& tags) {
+  tags.Destroy();
   const uint64_t size = GetID3v2TagSize();
   if (size == 0 || !Load(size)) return false;
-  NTag found;
   try {
     metaMap map;
     metaReader reader(map);
@@ -152,14 +153,16 @@ bool TagID3v2::Read(NTag& tags) {
                    binary.Frame(frame);
                  });
     reader.finish();
-    AddFields(map, found);
-    found.AddTag(L"TagVersion", L"ID3v2." + DecimalText(revision));
-    binary.MoveTo(found);
+    AddFields(map, tags);
+    if (tags.FindElement(kTagVersion) == nullptr) {
+      tags.AddTag(kTagVersion, L"ID3v2." + DecimalText(revision));
+    }
+    binary.MoveTo(tags);
+    return true;
   } catch (const std::runtime_error&) {  // not a whole tag
+    tags.Destroy();
     return false;
   }
-  tags.MergeFrom(std::move(found), false);
-  return true;
 }
 
 }  // namespace wavecodec

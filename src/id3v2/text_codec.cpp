@@ -17,18 +17,6 @@ constexpr bool isC1(uint32_t c) { return c >= 0x80 && c < 0xA0; }
 constexpr bool isHighSurrogate(uint32_t c) { return c >= 0xD800 && c < 0xDC00; }
 constexpr bool isLowSurrogate(uint32_t c) { return c >= 0xDC00 && c < 0xE000; }
 
-// Number of bytes at the front that are ASCII and not zero. Eight at a time: a byte above 0x7F shows
-// its top bit, and the subtraction gives one to a zero byte.
-size_t asciiRun(const uint8_t* bytes, size_t size) {
-  size_t i = 0;
-  for (uint64_t eight = 0; size - i >= sizeof(eight); i += sizeof(eight)) {
-    std::memcpy(&eight, bytes + i, sizeof(eight));
-    if (((eight | (eight - 0x0101010101010101U)) & 0x8080808080808080U) != 0) break;
-  }
-  while (i < size && bytes[i] != 0 && bytes[i] < 0x80) ++i;
-  return i;
-}
-
 void append(std::string& out, const uint8_t* bytes, size_t size) {
   if (size > 0) out.append(reinterpret_cast<const char*>(bytes), size);
 }
@@ -40,7 +28,7 @@ size_t walkUTF8(std::string_view utf8, Ascii ascii, Other other) {
   const auto* bytes = reinterpret_cast<const uint8_t*>(utf8.data());
   size_t at = 0;
   while (at < utf8.size()) {
-    if (const size_t run = asciiRun(bytes + at, utf8.size() - at); run > 0) {
+    if (const size_t run = AsciiRun(bytes + at, utf8.size() - at); run > 0) {
       ascii(bytes + at, run);
       at += run;
       continue;
@@ -60,7 +48,7 @@ void importBytes(std::string& out, const uint8_t* bytes, size_t size, Character 
   size_t at = 0;
   while (at < size && bytes[at] != 0) {
     if (bytes[at] < 0x80) {
-      const size_t run = asciiRun(bytes + at, size - at);
+      const size_t run = AsciiRun(bytes + at, size - at);
       append(out, bytes + at, run);
       at += run;
     } else {
@@ -144,7 +132,7 @@ void importString(std::string& out, uint8_t encoding, const uint8_t* bytes, size
   switch (encoding) {
     case encodingISO:
       size = lengthToZero(bytes, size);
-      if (strict && asciiRun(bytes, size) < size) throw parseError();
+      if (strict && AsciiRun(bytes, size) < size) throw parseError();
       return importISO(out, bytes, size);
     case encodingUTF16:
       return importMarkedUTF16(out, bytes, size / 2, strict);

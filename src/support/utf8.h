@@ -2,11 +2,33 @@
 // text that holds them comes through; a caller that wants none looks for them itself.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace wavecodec {
+
+// Bytes at the front that are ASCII and not zero. Eight at a time: a byte above 0x7F shows its top
+// bit, and the subtraction gives one to a zero byte.
+inline size_t AsciiRun(const uint8_t* bytes, size_t size) {
+  size_t i = 0;
+  for (uint64_t eight = 0; size - i >= sizeof(eight); i += sizeof(eight)) {
+    std::memcpy(&eight, bytes + i, sizeof(eight));
+    if (((eight | (eight - 0x0101010101010101U)) & 0x8080808080808080U) != 0) break;
+  }
+  while (i < size && bytes[i] != 0 && bytes[i] < 0x80) ++i;
+  return i;
+}
+
+// ASCII as wide text.
+inline std::wstring Widened(const uint8_t* ascii, size_t size) {
+  std::array<wchar_t, 64> wide;
+  if (size > wide.size()) return {ascii, ascii + size};
+  for (size_t i = 0; i < size; ++i) wide[i] = static_cast<wchar_t>(ascii[i]);
+  return {wide.data(), size};  // many times quicker than from iterators
+}
 
 // Appends the sequence of a character up to U+10FFFF.
 inline void AppendUtf8Sequence(std::string& out, uint32_t c) {

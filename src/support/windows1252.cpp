@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+
+#include "support/utf8.h"
 
 namespace wavecodec {
 namespace {
@@ -35,14 +36,11 @@ uint8_t ByteOf1252(uint32_t character) {
 }
 
 XStr From1252(const uint8_t* bytes, size_t size) {
-  const void* end = size != 0 ? std::memchr(bytes, 0, size) : nullptr;
-  if (end != nullptr) size = static_cast<size_t>(static_cast<const uint8_t*>(end) - bytes);
-  XStr text(size, L'\0');
-  for (size_t i = 0; i < size; ++i) {
-    text[i] = static_cast<wchar_t>(bytes[i]);
-    if (bytes[i] < kFirst) continue;
-    text[i] = CharacterOf1252(bytes[i]);
-    if (text[i] == 0) text[i] = static_cast<wchar_t>(kNoCharacter);
+  const size_t ascii = AsciiRun(bytes, size);
+  XStr text = Widened(bytes, ascii);
+  for (size_t i = ascii; i < size && bytes[i] != 0; ++i) {
+    const wchar_t c = CharacterOf1252(bytes[i]);
+    text += c != 0 ? c : static_cast<wchar_t>(kNoCharacter);
   }
   return text;
 }

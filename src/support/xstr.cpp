@@ -30,13 +30,10 @@ size_t ReadUnit(std::string_view bytes, uint32_t& c) {
 // The text of `bytes`, each byte that is part of no sequence replaced by `broken(byte)`.
 template <bool kSurrogates, typename Broken>
 XStr Decode(std::string_view bytes, Broken broken) {
-  XStr out(bytes.size(), L'\0');
-  size_t ascii = 0;
-  for (; ascii < bytes.size() && static_cast<uint8_t>(bytes[ascii]) < 0x80; ++ascii) {
-    out[ascii] = static_cast<wchar_t>(bytes[ascii]);
-  }
-  out.resize(ascii);
-  bytes.remove_prefix(ascii);
+  const auto* first = reinterpret_cast<const uint8_t*>(bytes.data());
+  XStr out = Widened(first, AsciiRun(first, bytes.size()));
+  bytes.remove_prefix(out.size());
+  if (!bytes.empty()) out.reserve(out.size() + bytes.size());
   while (!bytes.empty()) {
     uint32_t c = 0;
     size_t length = ReadUnit(bytes, c);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "id3v2/tag_bridge.h"
 #include "module/report/std_report.h"
@@ -50,7 +51,7 @@ class TagGatherer {
     if (!kId3.Is(chunk.ChunkID) || chunk.ChunkSize == 0) return;
     Sources.Id3Index = static_cast<ptrdiff_t>(index);
     TagID3v2 bridge(File, chunk.FileDataPosition, chunk.ChunkSize);
-    if (bridge.GetID3v2TagSize() <= chunk.ChunkSize) bridge.Read(Tags);
+    if (bridge.GetID3v2TagSize() <= chunk.ChunkSize && bridge.Read(Found)) TakeFound();
   }
   void ReadOther(size_t index, const STRIFFChunk& chunk) {
     if (kList.Is(chunk.ChunkID)) ReadList(index, chunk);
@@ -63,14 +64,13 @@ class TagGatherer {
   void ReadList(size_t index, const STRIFFChunk& chunk) {
     if (chunk.ChunkSize == 0 || !LoadChunk(Body, chunk, File, Report)) return;
     if (!AlbumOption) AlbumOption = TagOption(tag_option::kListAlbum);
-    NTag found;
     // Later entries of a name would be left out by the merge anyway.
-    if (!clRIFFLISTChunk::InitFrom(Body.Data(), Body.Size(), found, Report, *AlbumOption,
+    if (!clRIFFLISTChunk::InitFrom(Body.Data(), Body.Size(), Found, Report, *AlbumOption,
                                    NTagRepeats::FirstOnly)) {
       return;
     }
     Sources.ListIndex = static_cast<ptrdiff_t>(index);
-    Tags.MergeFrom(std::move(found), false);
+    TakeFound();
   }
   void ReadBext(const STRIFFChunk& chunk) {
     Body.Free();
@@ -79,15 +79,21 @@ class TagGatherer {
       Sources.BextVersion =
           loaded ? clRIFFBEXTChunk::Version(Body.Data(), Body.Size()) : uint16_t{0};
     }
-    NTag found;
-    if (loaded && clRIFFBEXTChunk::InitFrom(Body.Data(), Body.Size(), found, Report)) {
-      Tags.MergeFrom(std::move(found), false);
+    if (loaded && clRIFFBEXTChunk::InitFrom(Body.Data(), Body.Size(), Found, Report)) TakeFound();
+  }
+  // No source has a name twice, so that the first one is taken as it is.
+  void TakeFound() {
+    if (Tags.Count() == 0) {
+      std::swap(Tags, Found);
+    } else {
+      Tags.MergeFrom(std::move(Found), false);
     }
   }
 
   XFile& File;
   NTag& Tags;
   const STNStdReport& Report;
+  NTag Found;  // the tags of one chunk
   XMem Body;
   std::optional<uint32_t> AlbumOption;
 };

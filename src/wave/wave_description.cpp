@@ -13,6 +13,10 @@
 namespace wavecodec {
 namespace {
 
+constexpr std::wstring_view kFirstPicture = L"_albumart_1";
+constexpr std::wstring_view kTrackGain = L"replaygain_track_gain";
+constexpr std::wstring_view kAlbumGain = L"replaygain_album_gain";
+
 struct Property {
   std::wstring_view Name;
   std::wstring_view Value;
@@ -64,6 +68,7 @@ XStr clWaveDecoderCore::SampleCountText() const {
 template <typename Take>
 void clWaveDecoderCore::TellRiffChunks(Take take) const {
   XStr text;
+  text.reserve(32);
   Riff.ForEachChunk([&](size_t index, const STRIFFChunk& chunk) {
     text = index == 0 ? L"'" : L",  '";
     AppendRIFFChnkID(text, chunk.ChunkID);
@@ -74,20 +79,28 @@ void clWaveDecoderCore::TellRiffChunks(Take take) const {
 }
 
 XStr clWaveDecoderCore::ContainsText(const XStr& kinds) const {
+  bool art = false;
+  bool toc = false;
+  bool crc = false;
+  bool gain = false;
+  for (const STInternalTag& tag : Tags) {
+    const std::wstring_view name = tag.Name;
+    art = art || NameBegins(name, kFirstPicture);
+    toc = toc || EqualNoCase(name, tag_name::kCDToc);
+    crc = crc || EqualNoCase(name, tag_name::kCRC);
+    gain = gain || EqualNoCase(name, kTrackGain) || EqualNoCase(name, kAlbumGain);
+  }
   XStr text;
-  const auto add = [&](bool is_there, const XStr& what) {
+  const auto add = [&](bool is_there, std::wstring_view what) {
     if (!is_there) return;
     if (!text.empty()) text += L", ";
     text += what;
   };
-  const auto has = [&](std::wstring_view name) { return Tags.FindElement(name) != nullptr; };
-  XStr kind;
-  XStr description;
-  add(Tags.GetAlbumArt(1, kind, description) != nullptr, L"Album Art");
-  add(has(tag_name::kCDToc), L"CD TOC");
-  add(has(tag_name::kCRC), L"CRC");
-  add(has(L"replaygain_track_gain") || has(L"replaygain_album_gain"), L"ReplayGain");
-  add(!kinds.empty(), L"ID Tag [" + kinds + L"]");
+  add(art, L"Album Art");
+  add(toc, L"CD TOC");
+  add(crc, L"CRC");
+  add(gain, L"ReplayGain");
+  if (!kinds.empty()) add(true, L"ID Tag [" + kinds + L"]");
   return text;
 }
 

@@ -51,10 +51,6 @@ XStr TakeText(std::span<const uint8_t>& left) {
 
 }  // namespace
 
-bool NameBegins(std::wstring_view name, std::wstring_view prefix) {
-  return EqualNoCase(name.substr(0, prefix.size()), prefix);
-}
-
 void TagBlockWriter::Append(std::wstring_view text) {
   WriteUnitsLE(Next, text.data(), text.size());
   Next += 2 * text.size();
@@ -191,7 +187,7 @@ void NTag::SetTagValue(std::wstring_view name, std::wstring_view value) {
 }
 
 void NTag::MergeFrom(NTag&& other, bool overwrite) {
-  if (Tags.empty()) Tags.reserve(other.Count());
+  if (Tags.empty()) Tags.reserve(std::max(other.Count(), kIndexFrom));
   for (STInternalTag& tag : other.Tags) {
     const size_t found = Find(tag.Name);
     if (found == kNone) {

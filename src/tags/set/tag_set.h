@@ -23,7 +23,9 @@ inline constexpr std::wstring_view kAlbumArt = L"_albumart_";  // + number + "_"
 }  // namespace tag_name
 
 // True when the name begins with `prefix`.
-bool NameBegins(std::wstring_view name, std::wstring_view prefix);
+inline bool NameBegins(std::wstring_view name, std::wstring_view prefix) {
+  return EqualNoCase(name.substr(0, prefix.size()), prefix);
+}
 
 // One entry: a text value, or a binary payload with (usually) an empty value.
 struct STInternalTag {
