@@ -27,7 +27,7 @@ bool clDecoder::Open(STZuOpenDecoder& record) {
   }
   DebugLine(Report) << L"Opened";
   DebugLine(Report) << L"Reading Audio Information";
-  if (!WaveDecoder->Initialize(Source.Handle(), Report, DecodeFrom, DecodeTo)) return false;
+  if (!WaveDecoder->Initialize(Source, Report, DecodeFrom, DecodeTo)) return false;
   DebugLine(Report) << L"Read Audio Information";
   XStr tag_kinds;
   if (asked_for(ZuOpenTags | ZuOpenProperties)) {

@@ -41,27 +41,25 @@ bool XFile::Open(const wchar_t* name) {
     ::close(handle);
     return false;
   }
-  Open(handle);
+  FileHandle = handle;
   Owned = true;
+  OpenedSize = status.st_size;
   return true;
 }
 
-void XFile::Open(XFileHandle handle) {
+void XFile::Share(const XFile& other) {
   Close();
-  FileHandle = handle;
+  FileHandle = other.FileHandle;
+  OpenedSize = other.OpenedSize;
 }
 
 void XFile::Close() {
   if (Owned) ::close(FileHandle);
   FileHandle = kNoFile;
   Owned = false;
+  OpenedSize = -1;
   Position = 0;
   for (Window& window : Windows) window.Length = 0;
-}
-
-int64_t XFile::Size() const {
-  struct stat status {};
-  return ::fstat(FileHandle, &status) == 0 ? int64_t{status.st_size} : -1;
 }
 
 bool XFile::SetPosition(int64_t offset, ENXFilePos from) {

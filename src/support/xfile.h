@@ -27,15 +27,14 @@ class XFile {
   // Opens a regular file for reading. False when it cannot be opened or is something else (a
   // folder, a pipe, a device), which a Wave file never is.
   virtual bool Open(const wchar_t* name);
-  // Works on a file that is already open; the handle stays its owner's, who keeps it open
-  // meanwhile.
-  void Open(XFileHandle handle);
+  // Works on a file that `other` has open, which keeps it open meanwhile.
+  void Share(const XFile& other);
   virtual void Close();
-  [[nodiscard]] XFileHandle Handle() const { return FileHandle; }
   [[nodiscard]] bool IsOpen() const { return FileHandle != kNoFile; }
 
-  // Size in bytes, -1 when it cannot be told.
-  [[nodiscard]] virtual int64_t Size() const;
+  // Size in bytes when the file was opened, -1 when it cannot be told. A file that grows meanwhile
+  // is read as it was.
+  [[nodiscard]] virtual int64_t Size() const { return OpenedSize; }
   [[nodiscard]] virtual int64_t GetPosition() const { return Position; }
   // Moves the position, also past the end. False, and no move, when no file is open or the place
   // lies before the file's start.
@@ -69,6 +68,7 @@ class XFile {
 
   XFileHandle FileHandle = kNoFile;
   bool Owned = false;
+  int64_t OpenedSize = -1;
   int64_t Position = 0;
   std::array<Window, 2> Windows;
   size_t LastUsed = 0;  // the window that the next miss spares

@@ -36,9 +36,9 @@ bool clWaveDecoderCore::Initialize(const STNStdReport& report, int64_t decode_fr
   return Riff.Initialize(Source, Report);
 }
 
-bool clWaveDecoder::Initialize(XFileHandle handle, const STNStdReport& report, int64_t decode_from,
+bool clWaveDecoder::Initialize(const XFile& file, const STNStdReport& report, int64_t decode_from,
                                int64_t decode_to) {
-  File.Open(handle);
+  File.Share(file);
   return clWaveDecoderCore::Initialize(report, decode_from, decode_to);
 }
 

@@ -103,8 +103,8 @@ class clWaveDecoder final : public clWaveDecoderCore {
  public:
   clWaveDecoder() noexcept : clWaveDecoderCore(File) {}
 
-  // Scans the file behind an open handle, which stays the caller's.
-  bool Initialize(XFileHandle handle, const STNStdReport& report, int64_t decode_from,
+  // Scans an open file, which stays the caller's.
+  bool Initialize(const XFile& file, const STNStdReport& report, int64_t decode_from,
                   int64_t decode_to);
 
  private:

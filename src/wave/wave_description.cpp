@@ -13,6 +13,8 @@
 namespace wavecodec {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr std::wstring_view kFirstPicture = L"_albumart_1";
 constexpr std::wstring_view kTrackGain = L"replaygain_track_gain";
 constexpr std::wstring_view kAlbumGain = L"replaygain_album_gain";
@@ -70,9 +72,9 @@ void clWaveDecoderCore::TellRiffChunks(Take take) const {
   XStr text;
   text.reserve(32);
   Riff.ForEachChunk([&](size_t index, const STRIFFChunk& chunk) {
-    text = index == 0 ? L"'" : L",  '";
+    text = index == 0 ? L"'"sv : L",  '"sv;
     AppendRIFFChnkID(text, chunk.ChunkID);
-    text += L"' ";
+    text += L"' "sv;
     AppendSizeText(text, chunk.ChunkSize);
     take(std::wstring_view(text));
   });
@@ -93,13 +95,13 @@ XStr clWaveDecoderCore::ContainsText(const XStr& kinds) const {
   XStr text;
   const auto add = [&](bool is_there, std::wstring_view what) {
     if (!is_there) return;
-    if (!text.empty()) text += L", ";
+    if (!text.empty()) text += L", "sv;
     text += what;
   };
-  add(art, L"Album Art");
-  add(toc, L"CD TOC");
-  add(crc, L"CRC");
-  add(gain, L"ReplayGain");
+  add(art, L"Album Art"sv);
+  add(toc, L"CD TOC"sv);
+  add(crc, L"CRC"sv);
+  add(gain, L"ReplayGain"sv);
   if (!kinds.empty()) add(true, L"ID Tag [" + kinds + L"]");
   return text;
 }
@@ -114,15 +116,15 @@ const XMem* clWaveDecoderCore::FillAudioProps(const XStr& kinds) {
   const XStr samples = SampleCountText();
   const XStr contains = ContainsText(kinds);
   PropertyList list;
-  list.Add(L"Audio Quality", GetAudioQuality(FileWFX));
-  list.Add(L"Encoder Settings", codec);
-  list.Add(L"Wave Header", GetWaveHeader(FileWFX, fmt ? fmt->ChunkSize : 0));
-  list.Add(L"Channel Mapping", channels);
-  list.AddUnlessEmpty(L"Sample Count", samples);
-  const Property& chunks = list.Add(L"Riff Chunks", {});
-  list.AddUnlessEmpty(L"ID Tag", kinds);
-  list.AddUnlessEmpty(L"Contains", contains);
-  list.Add(L"Gapless", GetGapless(FileWFX));
+  list.Add(L"Audio Quality"sv, GetAudioQuality(FileWFX));
+  list.Add(L"Encoder Settings"sv, codec);
+  list.Add(L"Wave Header"sv, GetWaveHeader(FileWFX, fmt ? fmt->ChunkSize : 0));
+  list.Add(L"Channel Mapping"sv, channels);
+  list.AddUnlessEmpty(L"Sample Count"sv, samples);
+  const Property& chunks = list.Add(L"Riff Chunks"sv, {});
+  list.AddUnlessEmpty(L"ID Tag"sv, kinds);
+  list.AddUnlessEmpty(L"Contains"sv, contains);
+  list.Add(L"Gapless"sv, GetGapless(FileWFX));
 
   // The chunks of a file can be so many that their text is only made where it goes.
   size_t chunks_length = 0;
