@@ -46,7 +46,7 @@ void ReadId3(const std::string& bytes) {
   NTag tags;
   TagID3v2 bridge(file, 0, bytes.size());
   const bool whole = bridge.Read(tags);
-  ASSERT_EQ(tags.FindElement(L"TagVersion") != nullptr, whole);
+  ASSERT_EQ(tags.FindElement("TagVersion").has_value(), whole);
   ASSERT_EQ(tags.Count() != 0, whole);
   if (!whole) return;
   // What was read can be made into frames again, in either version.

@@ -9,6 +9,8 @@ namespace {
 
 using test::LE;
 
+constexpr uint8_t kThreeBytes[] = {1, 2, 3};
+
 NTag Set(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> entries) {
   NTag tags;
   for (const auto& [name, value] : entries) tags.AddTag(name, value);
@@ -18,7 +20,8 @@ NTag Set(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> entrie
 // "name=value" of every entry, with "#" and the bytes of a payload.
 XStr Text(const NTag& tags) {
   XStr text;
-  for (const STInternalTag& tag : tags) {
+  for (size_t i = 0; i < tags.Count(); ++i) {
+    const STInternalTag tag = tags[i];
     text += tag.Name + L"=" + tag.Value;
     if (!tag.Data.IsEmpty()) text += L"#" + std::to_wstring(tag.Data.Size());
     text += L";";
@@ -43,6 +46,19 @@ TEST(TagSet, NamesAreFoundWithoutRegardToCase) {
   EXPECT_FALSE(tags.RemoveTag(L"artist"));
   tags.RemoveTag(size_t{0});
   EXPECT_EQ(Text(tags), L"New=N;");
+  tags = static_cast<const NTag&>(tags);
+  EXPECT_TRUE(tags.RemoveTag(tags.At(0).Name));
+  EXPECT_EQ(Text(tags), L"");
+}
+
+// Wide texts come back as they were given; what is no UTF-8 is repaired; a zero ends a text.
+TEST(TagSet, KeepsCharacters) {
+  const XStr odd = {L'\u00E4', L'\U0001F600', 0xD83D, 0xDE00, L'z'};
+  NTag tags;
+  tags.AddTag(odd, odd + L'\0' + L"hidden");
+  tags.AddTag(STInternalTag{L"S", odd, {}});
+  tags.AddTag("n", "a\xFFz");
+  EXPECT_EQ(Text(tags), odd + L"=" + odd + L";S=" + odd + L";n=a\uFFFDz;");
 }
 
 TEST(TagSet, MergingTakesOneEntryOfEachName) {
@@ -59,8 +75,7 @@ TEST(TagSet, MergingTakesOneEntryOfEachName) {
 // With many entries names are found by an index, which removals and replacements must not confuse.
 TEST(TagSet, ManyEntriesAreFoundLikeFew) {
   NTag tags;
-  for (int i = 0; i < 5000; ++i)
-    tags.AddTag(L"Name " + std::to_wstring(i % 2500), std::to_wstring(i));
+  for (int i = 0; i < 5000; ++i) tags.AddTag("Name " + std::to_string(i % 2500), std::to_string(i));
   EXPECT_EQ(tags.GetTagValue(L"NAME 2499"), L"2499");
   EXPECT_TRUE(tags.RemoveTag(L"name 7"));
   tags.AddTag(L"Name 7", L"again");
@@ -76,7 +91,7 @@ TEST(TagSet, TheBlockHasItsForm) {
   NTag tags = Set({{L"A", L""}});
   EXPECT_EQ(Block(tags), LE(1, 4) + LE(10, 4) + LE('A', 2) + LE(0, 2) + LE(0, 2));
   tags = Set({{L"B", L"\U0001F600x"}});
-  tags.AddTag(L"_c", "\1\2\3", 3);
+  tags.AddTag("_c", kThreeBytes);
   EXPECT_EQ(Block(tags), LE(2, 4) + LE(14, 4) + LE('B', 2) + LE(0, 2) + LE(0xF600, 2) + LE('x', 2) +
                              LE(0, 2) +  //
                              LE(15, 4) + LE('_', 2) + LE('c', 2) + LE(0, 2) + LE(0, 2) + "\1\2\3");
@@ -136,7 +151,7 @@ TEST(TagSet, Filters) {
   EXPECT_EQ(kept(NTagKeepCDToc | NTagKeepAlbumArt),
             L"Title=1234567890;_cdTOC=;_albumart_1_Media=;");
   NTag tags = Set({{L"Title", L"1234567890"}});
-  tags.AddTag(L"Raw", "123", 3);
+  tags.AddTag("Raw", kThreeBytes);
   tags.RemoveTagsBiggerThan(30);
   EXPECT_EQ(tags.Count(), 2U);
   tags.RemoveTagsBiggerThan(29);
@@ -169,8 +184,8 @@ TEST(TagSet, PictureNames) {
     const NTag tags = Set({{L"Title", L""}, {c.name, L""}});
     XStr description = L"?";
     XStr sub_description = L"?";
-    EXPECT_EQ(tags.GetAlbumArt(2, description, sub_description), nullptr);
-    EXPECT_EQ(tags.GetAlbumArt(1, description, sub_description), &tags[1]);
+    EXPECT_FALSE(tags.GetAlbumArt(2, description, sub_description));
+    EXPECT_TRUE(tags.GetAlbumArt(1, description, sub_description));
     EXPECT_EQ(description, c.description);
     EXPECT_EQ(sub_description, c.sub_description);
   }

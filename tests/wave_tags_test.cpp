@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "id3_builder.h"
+#include "id3v2/tag_bridge.h"
 #include "support.h"
 #include "tags/bext_chunk.h"
 #include "tags/list_chunk.h"
@@ -30,12 +31,12 @@ std::string Zeros(size_t count) { return std::string(count, '\0'); }
 // "name=value" of every entry; the payload in hexadecimal where there is one.
 std::string Text(const NTag& tags) {
   std::string text;
-  for (const STInternalTag& tag : tags) {
-    text += ToUtf8(tag.Name) + "=" + ToUtf8(tag.Value);
-    if (tag.Data.Size() > 40) text += "#" + std::to_string(tag.Data.Size());
-    for (size_t i = 0; i < tag.Data.Size() && tag.Data.Size() <= 40; ++i) {
+  for (size_t i = 0; i < tags.Count(); ++i) {
+    const NTag::Entry tag = tags.At(i);
+    text += std::string(tag.Name) + "=" + std::string(tag.Value);
+    for (const uint8_t byte : tag.Data) {
       char hex[4];
-      snprintf(hex, sizeof hex, "%02X", tag.Data.Data()[i]);
+      snprintf(hex, sizeof hex, "%02X", byte);
       text += hex;
     }
     text += ";";
@@ -45,45 +46,45 @@ std::string Text(const NTag& tags) {
 
 struct InfoRow {
   const char* id;
-  const wchar_t* name;
+  const char* name;
   unsigned album;  // option under which the row is used, in both directions
   unsigned track;
 };
 
 constexpr InfoRow kInfoRows[] = {
-    {"DISP", L"Sound Scheme Title", 0, 0},
-    {"IARL", L"Archival Location", 0, 0},
-    {"IART", L"Artist", 0, 0},
-    {"ICMS", L"Commissioned", 0, 0},
-    {"ICMT", L"Comment", 0, 0},
-    {"ICOP", L"Copyright", 0, 0},
-    {"ICRD", L"Year", 0, 0},
-    {"ICRP", L"Cropped", 0, 0},
-    {"IDIM", L"Dimensions", 0, 0},
-    {"IDPI", L"DPI", 0, 0},
-    {"IENG", L"Engineer", 0, 0},
-    {"IGNR", L"Genre", 0, 0},
-    {"IKEY", L"Keywords", 0, 0},
-    {"ILGT", L"Lightness", 0, 0},
-    {"IMED", L"Medium", 0, 0},
-    {"INAM", L"Title", 0, 0},
-    {"IPLT", L"Palette Setting", 0, 0},
-    {"IPRD", L"Album", 0, 0},
-    {"ISBJ", L"Subject", 0, 0},
-    {"ISFT", L"Encoded By", 0, 0},
-    {"ISHP", L"Sharpness", 0, 0},
-    {"ISRC", L"Album", 1, 0},
-    {"ISRC", L"ISRC", 0, 0},
-    {"ISRF", L"Source", 0, 0},
-    {"ITCH", L"Technician", 0, 0},
-    {"ITRK", L"Track", 0, 0},
-    {"TRCK", L"Track", 0, 1},
-    {"itrk", L"Track", 0, 2},
-    {"TLEN", L"Length", 0, 0},
-    {"TURL", L"URL", 0, 0},
-    {"TVER", L"Version", 0, 0},
-    {"LOCA", L"Location", 0, 0},
-    {"TORG", L"Label", 0, 0},
+    {"DISP", "Sound Scheme Title", 0, 0},
+    {"IARL", "Archival Location", 0, 0},
+    {"IART", "Artist", 0, 0},
+    {"ICMS", "Commissioned", 0, 0},
+    {"ICMT", "Comment", 0, 0},
+    {"ICOP", "Copyright", 0, 0},
+    {"ICRD", "Year", 0, 0},
+    {"ICRP", "Cropped", 0, 0},
+    {"IDIM", "Dimensions", 0, 0},
+    {"IDPI", "DPI", 0, 0},
+    {"IENG", "Engineer", 0, 0},
+    {"IGNR", "Genre", 0, 0},
+    {"IKEY", "Keywords", 0, 0},
+    {"ILGT", "Lightness", 0, 0},
+    {"IMED", "Medium", 0, 0},
+    {"INAM", "Title", 0, 0},
+    {"IPLT", "Palette Setting", 0, 0},
+    {"IPRD", "Album", 0, 0},
+    {"ISBJ", "Subject", 0, 0},
+    {"ISFT", "Encoded By", 0, 0},
+    {"ISHP", "Sharpness", 0, 0},
+    {"ISRC", "Album", 1, 0},
+    {"ISRC", "ISRC", 0, 0},
+    {"ISRF", "Source", 0, 0},
+    {"ITCH", "Technician", 0, 0},
+    {"ITRK", "Track", 0, 0},
+    {"TRCK", "Track", 0, 1},
+    {"itrk", "Track", 0, 2},
+    {"TLEN", "Length", 0, 0},
+    {"TURL", "URL", 0, 0},
+    {"TVER", "Version", 0, 0},
+    {"LOCA", "Location", 0, 0},
+    {"TORG", "Label", 0, 0},
 };
 
 std::string ToList(const NTag& tags, unsigned album = 0, unsigned track = 0) {
@@ -97,7 +98,7 @@ TEST(ListChunk, EveryIDInBothDirections) {
     const std::string body = "INFO" + Chunk(row.id, std::string("ab\0\0", 4));
     NTag tags;
     EXPECT_TRUE(clRIFFLISTChunk::InitFrom(Data(body), body.size(), tags, kSilent, row.album));
-    EXPECT_EQ(Text(tags), ToUtf8(row.name) + "=ab;") << row.id;
+    EXPECT_EQ(Text(tags), std::string(row.name) + "=ab;") << row.id;
     EXPECT_EQ(ToList(tags, row.album, row.track), body) << row.id;
   }
   const std::string product = "INFO" + Chunk("IPRD", "P");
@@ -179,21 +180,21 @@ TEST(TableOfContents, RecordToText) {
   const struct {
     TOC toc;
     bool data;
-    const wchar_t* text;
+    const char* text;
     bool extra;
     int audio_tracks;
   } cases[] = {
-      {audio, false, L"3+96+3B2E+75C6+B05E", false, 3},
-      {{}, false, L"1+96+96", false, 0},
-      {cd_extra, false, L"2+96+3BC4", true, 2},
-      {cd_extra, true, L"2+96+3BC4+9CD6+C3E6", true, 2},
-      {data_first, false, L"1+3B2E+75C6", false, 1},
-      {data_first, true, L"1+3B2E+75C6+X96", false, 1},
+      {audio, false, "3+96+3B2E+75C6+B05E", false, 3},
+      {{}, false, "1+96+96", false, 0},
+      {cd_extra, false, "2+96+3BC4", true, 2},
+      {cd_extra, true, "2+96+3BC4+9CD6+C3E6", true, 2},
+      {data_first, false, "1+3B2E+75C6", false, 1},
+      {data_first, true, "1+3B2E+75C6+X96", false, 1},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(clTOCReader::CDExtraLBAToMicrosoftStrTOC(c.toc, c.data), c.text);
-    EXPECT_EQ(clTOCReader(c.toc).IsCDExtra(), c.extra) << ToUtf8(c.text);
-    EXPECT_EQ(clTOCReader(c.toc).AudioTrackCount(), c.audio_tracks) << ToUtf8(c.text);
+    EXPECT_EQ(clTOCReader(c.toc).IsCDExtra(), c.extra) << c.text;
+    EXPECT_EQ(clTOCReader(c.toc).AudioTrackCount(), c.audio_tracks) << c.text;
   }
   EXPECT_EQ(clTOCReader(MakeToc(1, 120, {})).LastTrack(), 99);
   EXPECT_EQ(clTOCReader(MakeToc(7, 5, {})).FirstTrack(), 5);
@@ -201,26 +202,28 @@ TEST(TableOfContents, RecordToText) {
 
 TEST(TableOfContents, TextToRecord) {
   const struct {
-    const wchar_t* text;
+    const char* text;
     TOC toc;
     unsigned length;
   } cases[] = {
-      {L"3+96+3B2E+75C6+B05E",
+      {"3+96+3B2E+75C6+B05E",
        MakeToc(1, 3, {{1, 0, 0}, {2, 0, 15000}, {3, 0, 30000}, {170, 0, 45000}}), 34},
-      {L"2+96+3A98+X1F4", MakeToc(1, 2, {{1, 4, 350}, {2, 0, 0}, {170, 0, 14850}}), 26},
-      {L"1+96+3bc4+75c6", MakeToc(1, 2, {{1, 0, 0}, {2, 4, 15000}, {170, 0, 30000}}), 26},
-      {L"", {}, 2},
-      {L"5", {}, 2},
+      {"2+96+3A98+X1F4", MakeToc(1, 2, {{1, 4, 350}, {2, 0, 0}, {170, 0, 14850}}), 26},
+      {"1+96+3bc4+75c6", MakeToc(1, 2, {{1, 0, 0}, {2, 4, 15000}, {170, 0, 30000}}), 26},
+      {"", {}, 2},
+      {"1+96+", MakeToc(1, 0, {{170, 0, 0}}), 10},
+      {"X96", {}, 2},
+      {"5", {}, 2},
   };
   for (const auto& c : cases) {
     TOC expected = c.toc;
     expected.Length[1] = static_cast<uint8_t>(c.length);
     TOC toc;
     clTOCReader::MicrosoftStrTOCToCDExtraLBA(c.text, toc);
-    EXPECT_EQ(std::memcmp(&toc, &expected, sizeof toc), 0) << ToUtf8(c.text);
+    EXPECT_EQ(std::memcmp(&toc, &expected, sizeof toc), 0) << c.text;
   }
-  XStr long_text = L"200";
-  for (int i = 0; i < 200; ++i) long_text += L"+96";
+  std::string long_text = "200";
+  for (int i = 0; i < 200; ++i) long_text += "+96";
   TOC toc;
   clTOCReader::MicrosoftStrTOCToCDExtraLBA(long_text, toc);
   EXPECT_EQ(toc.LastTrack, 100);
@@ -232,7 +235,7 @@ TEST(TableOfContents, TextToRecord) {
   EXPECT_EQ(Text(tags), "_cdtoc=0012010100000100000000000000AA0000003A98;");
   EXPECT_EQ(ToList(tags), body);
   NTag short_toc;
-  short_toc.AddTag(tag_name::kCDToc, "123", 3);
+  short_toc.AddTag(tag_name::kCDToc, std::array<uint8_t, 3>{});
   EXPECT_EQ(ToList(short_toc), "");
 }
 
@@ -307,7 +310,9 @@ struct Described {
     tags.InitFromRawMemory(record.tagData, record.tagSize);
     Tags = Text(tags);
     tags.InitFromRawMemory(record.propsData, record.propsSize);
-    for (const STInternalTag& tag : tags) Properties[ToUtf8(tag.Name)] = ToUtf8(tag.Value);
+    for (size_t i = 0; i < tags.Count(); ++i) {
+      Properties[std::string(tags.At(i).Name)] = tags.At(i).Value;
+    }
   }
 
   CapturedReport Report;
@@ -400,6 +405,46 @@ TEST(WaveTags, TheReportListsThem) {
             std::string::npos)
       << debug;
   EXPECT_TRUE(file.Properties.empty());
+}
+
+// What a file says of itself can neither forge lines of the report nor move its indentation.
+TEST(WaveTags, TheReportIsNotTheFiles) {
+  const auto user = [](const std::string& name, const std::string& value) {
+    return V3("TXXX", '\0' + name + '\0' + value);
+  };
+  const std::string frames = user("->->", "x") + user("<-<-", "\r\n*** Error: fake");
+  Described file(Riff(kFmt + kData + Chunk("id3 ", Tag(3, 0, frames))), ZuOpenTags);
+  const std::string debug = file.Report.Debug();
+  EXPECT_NE(debug.find(" .>->: x\r\n"), std::string::npos) << debug;
+  EXPECT_NE(debug.find(" .-<-: ..*** Error: fake\r\n"), std::string::npos) << debug;
+  const size_t entered = debug.find("->->  [Open]");
+  const size_t left = debug.find("<-<-  [Open]");
+  EXPECT_EQ(left - debug.rfind('\n', left) - 1, entered) << debug;
+}
+
+TEST(WaveTags, UserTextDoesNotPoseAsWhatIsReserved) {
+  std::string frames;
+  for (const char* name :
+       {"_albumart_1_Media", "_CDTOC", "_riff_1", "TagVersion", "_crc", "_mine"}) {
+    frames += V3("TXXX", '\0' + std::string(name) + '\0' + "v");
+  }
+  Described file(Riff(kFmt + kData + Chunk("id3 ", Tag(3, 0, frames))));
+  EXPECT_EQ(file.Tags, std::string("_crc=v;_mine=v;TagVersion=ID3v2.3;") + kMarkers);
+  EXPECT_EQ(file.Properties["Contains"], "CRC, ID Tag [ID3]");
+}
+
+TEST(WaveTags, TheSizeOfAnId3TagIsThatOfItsHeader) {
+  const struct {
+    std::string header;
+    uint64_t size;
+  } cases[] = {
+      {std::string("ID3\4\0\x10\0\0\2\0", 10), 276},
+      {std::string("ID3\3\0\0\x7f\x7f\x7f\x7f", 10), 0x10000009},
+      {std::string("ID3\3\0\x08\0\0\2\0", 10), 0},
+      {std::string("ID3\3\0\0\0\0\x80\0", 10), 0},
+      {std::string("id3\3\0\0\0\0\2\0", 10), 0},
+  };
+  for (const auto& c : cases) EXPECT_EQ(id3parser::TagSizeOf(Data(c.header)), c.size);
 }
 
 TEST(WaveTags, WithoutAFormatThereIsNothing) {

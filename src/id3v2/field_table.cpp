@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "id3v2/field_name.h"
+#include "support/names.h"
 
 namespace wavecodec::id3parser {
 namespace {
@@ -87,12 +87,12 @@ constexpr size_t placeOf(uint32_t id) { return (id * 0x9E3779B1U) >> 24; }
 constexpr size_t placeOf(std::string_view name) {
   if (name.empty()) return 0;
   const auto character = [&](size_t i) -> size_t {
-    return static_cast<uint8_t>(toLowerASCII(name[i]));
+    return static_cast<uint8_t>(ToLowerASCII(name[i]));
   };
   return (name.size() * 37 + character(0) * 11 + character(name.size() - 1) * 5) % kPlaces;
 }
 constexpr bool isOf(const fieldRow& row, uint32_t id) { return row.id == id; }
-constexpr bool isOf(const fieldRow& row, std::string_view name) { return sameName(row.name, name); }
+constexpr bool isOf(const fieldRow& row, std::string_view name) { return SameName(row.name, name); }
 
 template <typename Key>
 constexpr const fieldRow* find(const placeTable& table, Key key) {
@@ -126,10 +126,10 @@ const fieldRow* findFieldRow(uint32_t id) { return find(kByID, id); }
 
 const fieldRow* findFieldRow(std::string_view name) { return find(kByName, name); }
 
-bool isReplayGainName(std::string_view name) { return startsWithName(name, kReplayGain); }
+bool isReplayGainName(std::string_view name) { return StartsWithName(name, kReplayGain); }
 
 const char* commentDescription(const std::string& name) {
-  if (!startsWithName(name, kCommentField)) return nullptr;
+  if (!StartsWithName(name, kCommentField)) return nullptr;
   const char* rest = name.c_str() + kCommentField.size();
   if (*rest == '\0') return rest;
   return rest[0] == ' ' && rest[1] != '\0' ? rest + 1 : nullptr;
@@ -139,11 +139,11 @@ void spellFieldName(std::string& name) {
   if (const fieldRow* row = findFieldRow(std::string_view{name})) {
     name = row->name;
   } else if (isReplayGainName(name)) {
-    std::transform(name.begin(), name.end(), name.begin(), toLowerASCII);
+    std::transform(name.begin(), name.end(), name.begin(), ToLowerASCII);
   } else if (const char* description = commentDescription(name)) {
     name.replace(0, kCommentField.size(), kCommentField);
     for (const std::string_view customary : kPlayerComments) {
-      if (sameName(customary, description))
+      if (SameName(customary, description))
         name.replace(kCommentField.size() + 1, name.npos, customary);
     }
   }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "id3v2/field_name.h"
+#include "support/names.h"
 #include "id3v2/field_table.h"
 
 namespace wavecodec::id3parser {
@@ -36,7 +36,7 @@ size_t metaMap::slotOf(std::string_view name, uint32_t hash) const {
   const size_t mask = index_.size() - 1;
   size_t at = hash & mask;
   while (index_[at].next != 0 &&
-         (index_[at].hash != hash || !sameName(fields_[index_[at].next - 1].name, name))) {
+         (index_[at].hash != hash || !SameName(fields_[index_[at].next - 1].name, name))) {
     at = (at + 1) & mask;
   }
   return at;
@@ -44,11 +44,11 @@ size_t metaMap::slotOf(std::string_view name, uint32_t hash) const {
 
 size_t metaMap::positionOf(std::string_view name) const {
   if (!index_.empty()) {
-    const uint32_t next = index_[slotOf(name, hashName(name))].next;
+    const uint32_t next = index_[slotOf(name, HashName(name))].next;
     return next == 0 ? fields_.size() : next - 1;
   }
   const auto found = std::find_if(fields_.begin(), fields_.end(),
-                                  [&](const field& f) { return sameName(f.name, name); });
+                                  [&](const field& f) { return SameName(f.name, name); });
   return static_cast<size_t>(found - fields_.begin());
 }
 
@@ -59,7 +59,7 @@ void metaMap::reindex() {
   while (slots <= 2 * fields_.size()) slots *= 2;
   index_.resize(slots);
   uint32_t next = 0;
-  for (const field& f : fields_) enter({hashName(f.name), ++next});
+  for (const field& f : fields_) enter({HashName(f.name), ++next});
 }
 
 // From the old slots in their order: the new ones are then visited nearly in order too.
@@ -87,7 +87,7 @@ metaMap::valueList& metaMap::valuesOf(std::string_view name) {
     if (fields_.size() >= kIndexedFrom) reindex();
     return fields_.back().values;
   }
-  const uint32_t hash = hashName(name);
+  const uint32_t hash = HashName(name);
   const size_t at = slotOf(name, hash);
   if (index_[at].next != 0) return fields_[index_[at].next - 1].values;
   fields_.emplace_back().name = name;

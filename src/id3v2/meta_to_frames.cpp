@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "id3v2/field_name.h"
+#include "support/names.h"
 #include "id3v2/field_table.h"
 #include "id3v2/genres.h"
 #include "id3v2/meta_map.h"
@@ -202,7 +202,7 @@ void frameMaker::makeLeft(const metaMap::field& field) {
                                     [&](const auto& s) { return s.first == &field.values; });
     if (spent != spent_.end()) values = values.subspan(spent->second);
   }
-  if (values.empty() || sameName(field.name, kNeverWritten)) return;
+  if (values.empty() || SameName(field.name, kNeverWritten)) return;
   std::string name = field.name;
   spellFieldName(name);
   if (const char* description = commentDescription(name)) {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "id3v2/field_name.h"
+#include "support/names.h"
 #include "id3v2/field_table.h"
 #include "id3v2/meta_map.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 std::string keyOf(uint32_t id, std::string_view name, std::string_view value) {
   std::string key = std::to_string(id);
-  std::transform(name.begin(), name.end(), std::back_inserter(key), toLowerASCII);
+  std::transform(name.begin(), name.end(), std::back_inserter(key), ToLowerASCII);
   return key.append(1, '\0').append(value);
 }
 

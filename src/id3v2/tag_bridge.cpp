@@ -6,7 +6,7 @@
 
 #include "id3v2/meta_map.h"
 #include "id3v2/tag.h"
-#include "support/text_scan.h"
+#include "support/names.h"
 
 namespace wavecodec {
 namespace id3parser {
@@ -70,7 +70,7 @@ namespace {
 using namespace id3parser;
 
 constexpr char kBetweenValues = '\r';
-constexpr std::wstring_view kTagVersion = L"TagVersion";
+constexpr std::string_view kTagVersion = "TagVersion";
 
 // The pictures of a tag, and its CD identifier, as entries of the tag set.
 class BinaryFrames {
@@ -78,7 +78,7 @@ class BinaryFrames {
   void Frame(const t_frameView& frame) {
     if (frame.isPicture()) AddPicture(frame);
     if (frame.id == frameID("MCDI")) {
-      CDIdentifiers.AddTag(tag_name::kCDToc, frame.data, frame.size);
+      CDIdentifiers.AddTag(tag_name::kCDToc, {frame.data, frame.size});
     }
   }
   void MoveTo(NTag& tags) {
@@ -90,11 +90,12 @@ class BinaryFrames {
   void AddPicture(const t_frameView& frame) {
     try {
       const t_picture picture = frame.getPicture();
-      XStr kind = AlbumArtAPICPicTypeToElementDescription(picture.type);
-      if (kind.empty()) kind = L"_Undefined";
-      XStr name = XStr(tag_name::kAlbumArt) + DecimalText(Pictures.Count() + 1) + kind;
-      if (!picture.description.empty()) name += L"<subdesc>" + FromUtf8(picture.description);
-      Pictures.AddTag(name, picture.data, picture.size);
+      const XStr kind = AlbumArtAPICPicTypeToElementDescription(picture.type);
+      std::string name{tag_name::kAlbumArt};
+      name += std::to_string(Pictures.Count() + 1);
+      name += kind.empty() ? "_Undefined" : ToUtf8(kind);
+      if (!picture.description.empty()) name += "<subdesc>" + picture.description;
+      Pictures.AddTag(name, {picture.data, picture.size});
     } catch (const parseError&) {
     }
   }
@@ -103,13 +104,22 @@ class BinaryFrames {
   NTag CDIdentifiers;
 };
 
+// Names that a user text frame must not have: it would pose as a picture, a disc, a chunk or the
+// version.
+bool IsReserved(std::string_view name) {
+  return SameName(name, tag_name::kCDToc) || StartsWithName(name, tag_name::kRiff) ||
+         StartsWithName(name, tag_name::kAlbumArt) || SameName(name, kTagVersion);
+}
+
 void AddFields(const metaMap& map, NTag& tags) {
   for (const metaMap::field& field : map.fields()) {
+    if (IsReserved(field.name)) continue;
     const metaMap::valueList& values = field.values;
-    tags.AddTag(
-        {FromUtf8(field.name),
-         values.count() == 1 ? FromUtf8(values.first()) : FromUtf8(values.joined(kBetweenValues)),
-         {}});
+    if (values.count() == 1) {
+      tags.AddTag(field.name, values.first());
+    } else {
+      tags.AddTag(field.name, values.joined(kBetweenValues));
+    }
   }
 }
 
@@ -154,9 +164,7 @@ bool TagID3v2::Read(NTag& tags) {
                  });
     reader.finish();
     AddFields(map, tags);
-    if (tags.FindElement(kTagVersion) == nullptr) {
-      tags.AddTag(kTagVersion, L"ID3v2." + DecimalText(revision));
-    }
+    tags.AddTag(kTagVersion, "ID3v2." + std::to_string(revision));
     binary.MoveTo(tags);
     return true;
   } catch (const std::runtime_error&) {  // not a whole tag

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "support/xstr.h"
 
@@ -63,6 +64,6 @@ constexpr bool CompareID(uint32_t id, uint32_t name, bool any_case) {
 // The four characters of an ID, for messages; what is no printable ASCII becomes ".", so that a
 // damaged file cannot put control characters into a report.
 XStr RIFFChnkID2CHR(uint32_t id);
-void AppendRIFFChnkID(XStr& text, uint32_t id);
+void AppendRIFFChnkID(std::string& text, uint32_t id);
 
 }  // namespace wavecodec

@@ -4,14 +4,12 @@
 #include <cstdint>
 #include <string>
 
-#include "support/xstr.h"
-
 namespace wavecodec {
 
-// Digit grouping and decimal separator.
+// Digit grouping and decimal separator; all texts are UTF-8.
 struct NumberFormat {
-  wchar_t Separator = L',';
-  wchar_t Point = L'.';
+  std::string Separator = ",";
+  std::string Point = ".";
   std::string
       Grouping;  // sizes of the groups from the right, the last one repeated; none when empty
 
@@ -19,9 +17,9 @@ struct NumberFormat {
   // nothing usable.
   static const NumberFormat& User() noexcept;
 
-  [[nodiscard]] XStr Integer(uint64_t number) const;
+  [[nodiscard]] std::string Integer(uint64_t number) const;
   // `number` / `unit` with two decimals, ungrouped.
-  [[nodiscard]] XStr Hundredths(uint64_t number, uint64_t unit) const;
+  [[nodiscard]] std::string Hundredths(uint64_t number, uint64_t unit) const;
 };
 
 }  // namespace wavecodec

@@ -1,4 +1,4 @@
-// Numbers and edges of wide text.
+// Numbers and edges of text.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@
 namespace wavecodec {
 
 // Without the white space (ASCII) at both ends.
-std::wstring_view Trimmed(std::wstring_view text);
+std::string_view Trimmed(std::string_view text);
 
 // The decimal number at the front of a text, behind white space and with an optional sign; 0 when
 // there is none, the nearest limit when it does not fit.
-int64_t LeadingInt64(std::wstring_view text);
+int64_t LeadingInt64(std::string_view text);
 
 // The hexadecimal number at the front of a text, of either case; 0 when there is none. Only its low
 // 32 bits are kept.
-uint32_t LeadingHex32(std::wstring_view text);
+uint32_t LeadingHex32(std::string_view text);
 
 // Appends a number in plain decimal, which takes a fifth of the time of the standard library's way
 // for wide text.

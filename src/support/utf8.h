@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace wavecodec {
 
@@ -69,6 +70,28 @@ inline size_t ReadUtf8Sequence(const uint8_t* bytes, size_t size, uint32_t& c) {
     c = c << 6 | (bytes[i] & 0x3F);
   }
   return c < kSmallest[length - 2] || c > 0x10FFFF ? 0 : length;
+}
+
+// What lies at the front of a text: its characters to the first zero, the end, or what is no UTF-8.
+struct Utf8Run {
+  size_t Bytes = 0;
+  size_t Characters = 0;
+};
+
+inline Utf8Run ScanUtf8(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+  Utf8Run run;
+  for (;;) {
+    const size_t ascii = AsciiRun(bytes + run.Bytes, text.size() - run.Bytes);
+    run.Bytes += ascii;
+    run.Characters += ascii;
+    if (run.Bytes == text.size() || bytes[run.Bytes] == 0) return run;
+    uint32_t c = 0;
+    const size_t length = ReadUtf8Sequence(bytes + run.Bytes, text.size() - run.Bytes, c);
+    if (length == 0) return run;
+    run.Bytes += length;
+    ++run.Characters;
+  }
 }
 
 }  // namespace wavecodec

@@ -35,21 +35,38 @@ uint8_t ByteOf1252(uint32_t character) {
   return static_cast<uint8_t>(kFirst + (found - kMappings.begin()));
 }
 
-XStr From1252(const uint8_t* bytes, size_t size) {
-  const size_t ascii = AsciiRun(bytes, size);
-  XStr text = Widened(bytes, ascii);
-  for (size_t i = ascii; i < size && bytes[i] != 0; ++i) {
-    const wchar_t c = CharacterOf1252(bytes[i]);
-    text += c != 0 ? c : static_cast<wchar_t>(kNoCharacter);
+std::string From1252(const uint8_t* bytes, size_t size) {
+  std::string text;
+  while (size != 0 && *bytes != 0) {
+    size_t length = AsciiRun(bytes, size);
+    if (length != 0) {
+      text.append(reinterpret_cast<const char*>(bytes), length);
+    } else {
+      const wchar_t c = CharacterOf1252(*bytes);
+      AppendUtf8Sequence(text, c != 0 ? static_cast<uint32_t>(c) : kNoCharacter);
+      length = 1;
+    }
+    bytes += length;
+    size -= length;
   }
   return text;
 }
 
-std::string To1252(std::wstring_view text) {
-  std::string bytes(text.size(), kNoCharacter);
-  for (size_t i = 0; i < text.size(); ++i) {
-    const uint8_t byte = ByteOf1252(static_cast<uint32_t>(text[i]));
-    if (byte != 0) bytes[i] = static_cast<char>(byte);
+std::string To1252(std::string_view utf8) {
+  std::string bytes;
+  const auto* next = reinterpret_cast<const uint8_t*>(utf8.data());
+  for (size_t left = utf8.size(); left != 0;) {
+    size_t length = AsciiRun(next, left);
+    if (length != 0) {
+      bytes.append(reinterpret_cast<const char*>(next), length);
+    } else {
+      uint32_t c = 0;
+      length = std::max<size_t>(1, ReadUtf8Sequence(next, left, c));
+      const uint8_t byte = ByteOf1252(c);
+      bytes += byte != 0 ? static_cast<char>(byte) : kNoCharacter;
+    }
+    next += length;
+    left -= length;
   }
   return bytes;
 }

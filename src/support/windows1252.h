@@ -1,9 +1,10 @@
 // The Windows-1252 code page: the published assignments, five of whose bytes stand for nothing.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-
-#include "support/xstr.h"
+#include <string>
+#include <string_view>
 
 namespace wavecodec {
 
@@ -12,9 +13,9 @@ wchar_t CharacterOf1252(uint8_t byte);
 // The byte of a character; 0 for a character above 0 that the code page lacks.
 uint8_t ByteOf1252(uint32_t character);
 
-// Text of bytes, to the first zero or the end. What stands for nothing becomes "_".
-XStr From1252(const uint8_t* bytes, size_t size);
-// The reverse; what the code page lacks becomes "_".
-std::string To1252(std::wstring_view text);
+// UTF-8 of bytes, to the first zero or the end. What stands for nothing becomes "_".
+std::string From1252(const uint8_t* bytes, size_t size);
+// The reverse, from valid UTF-8; what the code page lacks becomes "_".
+std::string To1252(std::string_view utf8);
 
 }  // namespace wavecodec

@@ -56,6 +56,15 @@ std::string ToUtf8(std::wstring_view text) {
   return out;
 }
 
+std::string ToWholeUtf8(std::wstring_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const wchar_t c : text) {
+    AppendUtf8Sequence(out, CodePoint(c) <= 0x10FFFF ? CodePoint(c) : kReplacement);
+  }
+  return out;
+}
+
 std::optional<std::string> ToFileNameBytes(std::wstring_view name) {
   std::string out;
   out.reserve(name.size());

@@ -14,7 +14,9 @@ using XStr = std::wstring;
 
 // UTF-8 of `text`; a unit that is no character (a surrogate, or past U+10FFFF) becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
-// The reverse: a byte that belongs to no valid sequence becomes U+FFFD. A surrogate written as three
+// The same, but surrogates are written like characters, so that FromUtf8 gives them back.
+std::string ToWholeUtf8(std::wstring_view text);
+// The reverse of both: a byte that belongs to no valid sequence becomes U+FFFD. A surrogate written as three
 // bytes becomes that unit, so that text of other programs is not changed by being looked at.
 XStr FromUtf8(std::string_view bytes);
 

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
+#include <string>
 
 #include "module/report/std_report.h"
 #include "support/byte_order.h"
+#include "support/names.h"
 #include "support/text_scan.h"
 #include "support/windows1252.h"
 
@@ -13,27 +16,24 @@ namespace wavecodec {
 namespace {
 
 struct Field {
-  std::wstring_view Name;
+  std::string_view Name;
   size_t Offset;
   size_t Length;
 };
 
-constexpr std::array<Field, 5> kTextFields = {{{L"Description", 0, 256},
-                                               {L"Originator", 256, 32},
-                                               {L"OrigReference", 288, 32},
-                                               {L"OrigDate", 320, 10},
-                                               {L"OrigTime", 330, 8}}};
-constexpr std::wstring_view kTimeReference = L"TimeReference";
-constexpr std::wstring_view kCodingHistory = L"CodingHistory";
+constexpr std::array<Field, 5> kTextFields = {{{"Description", 0, 256},
+                                               {"Originator", 256, 32},
+                                               {"OrigReference", 288, 32},
+                                               {"OrigDate", 320, 10},
+                                               {"OrigTime", 330, 8}}};
+constexpr std::string_view kTimeReference = "TimeReference";
+constexpr std::string_view kCodingHistory = "CodingHistory";
 constexpr size_t kTimeReferenceOffset = 338;
 constexpr size_t kVersionOffset = 346;
 constexpr size_t kFixedSize = 602;  // the coding history follows
 
-// Makes the body `size` bytes long; what is new in it is zero.
-void Grow(XMem& body, size_t size) {
-  const size_t old = body.Size();
-  if (!body.SetSize(size, true)) throw std::bad_alloc();
-  std::memset(body.Data() + old, 0, size - old);
+uint8_t* At(std::string& body, size_t offset) {
+  return reinterpret_cast<uint8_t*>(body.data()) + offset;
 }
 
 void StoreTimeReference(uint8_t* field, int64_t value) {
@@ -45,40 +45,40 @@ void StoreTimeReference(uint8_t* field, int64_t value) {
 
 // Every further history is written over the one before, in a body that grows all the same; a
 // shorter one leaves zeros behind it.
-void StoreCodingHistory(XMem& body, std::wstring_view value) {
-  const size_t length = To1252(value).size();
-  Grow(body, (body.Size() + length + 1 + 3) / 4 * 4);
-  std::memset(body.Data() + kFixedSize, 0, body.Size() - kFixedSize);
-  clRIFFBEXTChunk::StoreBEXT(body.Data() + kFixedSize, length, value);
+void StoreCodingHistory(std::string& body, std::string_view value) {
+  const std::string text = To1252(value);
+  std::fill_n(At(body, kFixedSize), std::strlen(body.c_str() + kFixedSize), uint8_t{0});
+  body.resize((body.size() + text.size() + 1 + 3) / 4 * 4);
+  std::copy(text.begin(), text.end(), At(body, kFixedSize));
 }
 
 // True when the tag belongs into the chunk; it is there then.
-bool Store(XMem& body, const STInternalTag& tag) {
+bool Store(std::string& body, const NTag::Entry& tag) {
   for (const Field& field : kTextFields) {
-    if (!EqualNoCase(tag.Name, field.Name)) continue;
-    std::memset(body.Data() + field.Offset, 0, field.Length);
-    clRIFFBEXTChunk::StoreBEXT(body.Data() + field.Offset, field.Length, tag.Value);
+    if (!SameName(tag.Name, field.Name)) continue;
+    std::fill_n(At(body, field.Offset), field.Length, uint8_t{0});
+    clRIFFBEXTChunk::StoreBEXT(At(body, field.Offset), field.Length, tag.Value);
     return true;
   }
-  if (EqualNoCase(tag.Name, kTimeReference)) {
-    StoreTimeReference(body.Data() + kTimeReferenceOffset, LeadingInt64(tag.Value));
+  if (SameName(tag.Name, kTimeReference)) {
+    StoreTimeReference(At(body, kTimeReferenceOffset), LeadingInt64(tag.Value));
     return true;
   }
-  if (!EqualNoCase(tag.Name, kCodingHistory)) return false;
+  if (!SameName(tag.Name, kCodingHistory)) return false;
   StoreCodingHistory(body, tag.Value);
   return true;
 }
 
 }  // namespace
 
-void clRIFFBEXTChunk::AddElement(std::wstring_view name, const uint8_t* bytes, size_t max_length,
+void clRIFFBEXTChunk::AddElement(std::string_view name, const uint8_t* bytes, size_t max_length,
                                  NTag& tags) {
-  const XStr text = From1252(bytes, max_length);
-  const std::wstring_view trimmed = Trimmed(text);
+  const std::string text = From1252(bytes, max_length);
+  const std::string_view trimmed = Trimmed(text);
   if (!trimmed.empty()) tags.AddTag(name, trimmed);
 }
 
-void clRIFFBEXTChunk::StoreBEXT(uint8_t* field, size_t max_length, std::wstring_view text) {
+void clRIFFBEXTChunk::StoreBEXT(uint8_t* field, size_t max_length, std::string_view text) {
   const std::string bytes = To1252(text);
   std::copy_n(bytes.begin(), std::min(bytes.size(), max_length), field);
 }
@@ -94,7 +94,7 @@ bool clRIFFBEXTChunk::InitFrom(const uint8_t* body, size_t size, NTag& tags,
   }
   const uint64_t low = ReadU32LE(body + kTimeReferenceOffset);
   const uint64_t high = ReadU32LE(body + kTimeReferenceOffset + 4);
-  tags.AddTag(kTimeReference, DecimalText(high << 32 | low));
+  tags.AddTag(kTimeReference, std::to_string(high << 32 | low));
   AddElement(kCodingHistory, body + kFixedSize, size - kFixedSize, tags);
   return trace.Leave(true);
 }
@@ -102,11 +102,12 @@ bool clRIFFBEXTChunk::InitFrom(const uint8_t* body, size_t size, NTag& tags,
 bool clRIFFBEXTChunk::TagsToBEXT(XMem& out, const NTag& tags, const STNStdReport& report) {
   const TraceScope trace(report, "TagsToBEXT");
   out.Free();
-  Grow(out, kFixedSize);
   DebugLine(report) << L"Encoding BEXT chunk";
+  std::string body(kFixedSize, '\0');
   bool found = false;
-  for (const STInternalTag& tag : tags) found = Store(out, tag) || found;
-  if (!found) out.Free();
+  for (size_t i = 0; i < tags.Count(); ++i) found = Store(body, tags.At(i)) || found;
+  if (found && !out.SetSize(body.size())) throw std::bad_alloc();
+  if (found) std::copy(body.begin(), body.end(), out.Data());
   return trace.Leave(found);
 }
 

@@ -1,5 +1,4 @@
-// The broadcast extension chunk `bext` (EBU Tech 3285): its seven text fields and the time
-// reference.
+// The broadcast extension chunk `bext` (EBU Tech 3285): its six text fields and the time reference.
 #pragma once
 
 #include <cstddef>
@@ -26,10 +25,10 @@ class clRIFFBEXTChunk {
   static uint16_t Version(const uint8_t* body, size_t size);
 
   // Adds the text of a field of `max_length` bytes, trimmed, unless it is empty.
-  static void AddElement(std::wstring_view name, const uint8_t* bytes, size_t max_length,
+  static void AddElement(std::string_view name, const uint8_t* bytes, size_t max_length,
                          NTag& tags);
   // Puts a text into a field that was cleared before; a text that fills it has no terminator.
-  static void StoreBEXT(uint8_t* field, size_t max_length, std::wstring_view text);
+  static void StoreBEXT(uint8_t* field, size_t max_length, std::string_view text);
 };
 
 }  // namespace wavecodec

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
+#include <new>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "module/report/std_report.h"
 #include "riff/chunk_id.h"
 #include "support/byte_order.h"
+#include "support/names.h"
 #include "support/windows1252.h"
 #include "tags/toc_reader.h"
 
@@ -51,7 +54,7 @@ bool Holds(When when, const Options& options) {
 
 struct Row {
   uint32_t ID;
-  std::wstring_view Name;
+  std::string_view Name;
   When Reading = When::Always;
   When Writing = When::Always;
 };
@@ -59,40 +62,40 @@ struct Row {
 // The directions differ on purpose where the album is concerned: "Product" is only read, and with
 // the album in `ISRC` an "ISRC" tag is written there too.
 constexpr Row kRows[] = {
-    {RIFFChnkID("DISP"), L"Sound Scheme Title"},
-    {RIFFChnkID("IARL"), L"Archival Location"},
-    {RIFFChnkID("IART"), L"Artist"},
-    {RIFFChnkID("ICMS"), L"Commissioned"},
-    {RIFFChnkID("ICMT"), L"Comment"},
-    {RIFFChnkID("ICOP"), L"Copyright"},
-    {RIFFChnkID("ICRD"), L"Year"},
-    {RIFFChnkID("ICRP"), L"Cropped"},
-    {RIFFChnkID("IDIM"), L"Dimensions"},
-    {RIFFChnkID("IDPI"), L"DPI"},
-    {RIFFChnkID("IENG"), L"Engineer"},
-    {RIFFChnkID("IGNR"), L"Genre"},
-    {RIFFChnkID("IKEY"), L"Keywords"},
-    {RIFFChnkID("ILGT"), L"Lightness"},
-    {RIFFChnkID("IMED"), L"Medium"},
-    {RIFFChnkID("INAM"), L"Title"},
-    {RIFFChnkID("IPLT"), L"Palette Setting"},
-    {RIFFChnkID("IPRD"), L"Album", When::AlbumIsIPRD, When::AlbumIsIPRD},
-    {RIFFChnkID("IPRD"), L"Product", When::AlbumIsISRC, When::Never},
-    {RIFFChnkID("ISBJ"), L"Subject"},
-    {RIFFChnkID("ISFT"), L"Encoded By"},
-    {RIFFChnkID("ISHP"), L"Sharpness"},
-    {RIFFChnkID("ISRC"), L"Album", When::AlbumIsISRC, When::AlbumIsISRC},
-    {RIFFChnkID("ISRC"), L"ISRC", When::AlbumIsIPRD, When::Always},
-    {RIFFChnkID("ISRF"), L"Source"},
-    {RIFFChnkID("ITCH"), L"Technician"},
-    {RIFFChnkID("ITRK"), L"Track", When::Always, When::TrackIsITRK},
-    {RIFFChnkID("TRCK"), L"Track", When::Always, When::TrackIsTRCK},
-    {RIFFChnkID("itrk"), L"Track", When::Always, When::TrackIsOther},
-    {RIFFChnkID("TLEN"), L"Length"},
-    {RIFFChnkID("TURL"), L"URL"},
-    {RIFFChnkID("TVER"), L"Version"},
-    {RIFFChnkID("LOCA"), L"Location"},
-    {RIFFChnkID("TORG"), L"Label"},
+    {RIFFChnkID("DISP"), "Sound Scheme Title"},
+    {RIFFChnkID("IARL"), "Archival Location"},
+    {RIFFChnkID("IART"), "Artist"},
+    {RIFFChnkID("ICMS"), "Commissioned"},
+    {RIFFChnkID("ICMT"), "Comment"},
+    {RIFFChnkID("ICOP"), "Copyright"},
+    {RIFFChnkID("ICRD"), "Year"},
+    {RIFFChnkID("ICRP"), "Cropped"},
+    {RIFFChnkID("IDIM"), "Dimensions"},
+    {RIFFChnkID("IDPI"), "DPI"},
+    {RIFFChnkID("IENG"), "Engineer"},
+    {RIFFChnkID("IGNR"), "Genre"},
+    {RIFFChnkID("IKEY"), "Keywords"},
+    {RIFFChnkID("ILGT"), "Lightness"},
+    {RIFFChnkID("IMED"), "Medium"},
+    {RIFFChnkID("INAM"), "Title"},
+    {RIFFChnkID("IPLT"), "Palette Setting"},
+    {RIFFChnkID("IPRD"), "Album", When::AlbumIsIPRD, When::AlbumIsIPRD},
+    {RIFFChnkID("IPRD"), "Product", When::AlbumIsISRC, When::Never},
+    {RIFFChnkID("ISBJ"), "Subject"},
+    {RIFFChnkID("ISFT"), "Encoded By"},
+    {RIFFChnkID("ISHP"), "Sharpness"},
+    {RIFFChnkID("ISRC"), "Album", When::AlbumIsISRC, When::AlbumIsISRC},
+    {RIFFChnkID("ISRC"), "ISRC", When::AlbumIsIPRD, When::Always},
+    {RIFFChnkID("ISRF"), "Source"},
+    {RIFFChnkID("ITCH"), "Technician"},
+    {RIFFChnkID("ITRK"), "Track", When::Always, When::TrackIsITRK},
+    {RIFFChnkID("TRCK"), "Track", When::Always, When::TrackIsTRCK},
+    {RIFFChnkID("itrk"), "Track", When::Always, When::TrackIsOther},
+    {RIFFChnkID("TLEN"), "Length"},
+    {RIFFChnkID("TURL"), "URL"},
+    {RIFFChnkID("TVER"), "Version"},
+    {RIFFChnkID("LOCA"), "Location"},
+    {RIFFChnkID("TORG"), "Label"},
     {kITOC, tag_name::kCDToc},
 };
 
@@ -103,25 +106,26 @@ const Row* RowForReading(uint32_t id, const Options& options) {
   return found == std::end(kRows) ? nullptr : found;
 }
 
-const Row* RowForWriting(std::wstring_view name, const Options& options) {
+const Row* RowForWriting(std::string_view name, const Options& options) {
   const auto* found = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& row) {
-    return EqualNoCase(row.Name, name) && Holds(row.Writing, options);
+    return SameName(row.Name, name) && Holds(row.Writing, options);
   });
   return found == std::end(kRows) ? nullptr : found;
 }
 
-void AddToc(const XStr& text, NTag& tags) {
+void AddToc(std::string_view text, NTag& tags) {
   TOC toc;
   clTOCReader::MicrosoftStrTOCToCDExtraLBA(text, toc);
   const auto tracks = static_cast<size_t>(clTOCReader(toc).TrackCount());
-  tags.AddTag(tag_name::kCDToc, &toc, kTOCHead + sizeof(TOCTrack) * (1 + tracks));
+  const auto* bytes = reinterpret_cast<const uint8_t*>(&toc);
+  tags.AddTag(tag_name::kCDToc, {bytes, kTOCHead + sizeof(TOCTrack) * (1 + tracks)});
 }
 
 // The text of a table of contents; "" when the payload is none.
-XStr TocText(const XMem& payload) {
-  if (payload.Size() < kTOCHead) return {};
+std::string TocText(std::span<const uint8_t> payload) {
+  if (payload.size() < kTOCHead) return {};
   TOC toc{};
-  std::memcpy(&toc, payload.Data(), std::min(payload.Size(), sizeof toc));
+  std::memcpy(&toc, payload.data(), std::min(payload.size(), sizeof toc));
   return clTOCReader::CDExtraLBAToMicrosoftStrTOC(toc, false);
 }
 
@@ -166,9 +170,9 @@ bool clRIFFLISTChunk::InitFrom(const uint8_t* body, size_t size, NTag& tags,
     if (const Row* row = RowForReading(id, options); row == nullptr) {
       trace.Info() << L"Unknown LIST sub chunk '" << [&] { return RIFFChnkID2CHR(id); }
                    << L"' Dropping it.";
-    } else if (repeats == NTagRepeats::Keep || tags.FindElement(row->Name) == nullptr) {
-      XStr text = From1252(next, length);
-      id == kITOC ? AddToc(text, tags) : tags.AddTag({XStr(row->Name), std::move(text), {}});
+    } else if (repeats == NTagRepeats::Keep || !tags.FindElement(row->Name)) {
+      const std::string text = From1252(next, length);
+      id == kITOC ? AddToc(text, tags) : tags.AddTag(row->Name, text);
     }
     const size_t step = std::min(left, length + length % 2);
     next += step;
@@ -185,10 +189,11 @@ bool clRIFFLISTChunk::TagsToLIST(XMem& out, const NTag& tags, const STNStdReport
   try {
     std::vector<uint8_t> body;
     AppendU32(body, kInfo);
-    for (const STInternalTag& tag : tags) {
+    for (size_t i = 0; i < tags.Count(); ++i) {
+      const NTag::Entry tag = tags.At(i);
       const Row* row = RowForWriting(tag.Name, options);
       if (row == nullptr) continue;
-      const std::string text = To1252(row->ID == kITOC ? TocText(tag.Data) : tag.Value);
+      const std::string text = row->ID == kITOC ? TocText(tag.Data) : To1252(tag.Value);
       if (!text.empty()) AppendSubChunk(body, row->ID, text);
     }
     if (body.size() == kListTypeSize) return trace.Leave(true);

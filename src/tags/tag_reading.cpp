@@ -1,7 +1,11 @@
 #include "tags/tag_reading.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
+#include <new>
+#include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -101,17 +105,17 @@ class TagGatherer {
 // The names of carried chunks, in their order.
 class CarriedName {
  public:
-  [[nodiscard]] std::wstring_view Next() {
+  [[nodiscard]] std::string_view Next() {
     ++Number;
-    Text.resize(tag_name::kRiff.size());
-    AppendDecimal(Text, Number);
-    return Text;
+    char* const digits = Text.data() + tag_name::kRiff.size();
+    const auto written = std::to_chars(digits, Text.data() + Text.size(), Number);
+    return {Text.data(), static_cast<size_t>(written.ptr - Text.data())};
   }
   void TakeBack() { --Number; }
 
  private:
   uint32_t Number = 0;
-  XStr Text{tag_name::kRiff};
+  std::string Text = std::string(tag_name::kRiff) + std::string(10, '0');
 };
 
 // The largest item that its signed size field can tell, and the largest block that a host's record
@@ -129,7 +133,7 @@ void ForEachCarried(const clRIFFHandler& riff, const WaveTagSources& sources, ui
                            std::any_of(std::begin(kNeverCarried), std::end(kNeverCarried),
                                        [&](const AnyCaseID& id) { return id.Is(chunk.ChunkID); });
     if (elsewhere || PayloadSize(chunk) > kMostItem) return;
-    const std::wstring_view text = name.Next();
+    const std::string_view text = name.Next();
     const uint64_t size =
         TagBlockWriter::ItemSize(text.size(), 0, static_cast<size_t>(PayloadSize(chunk)));
     if (size <= kMostItem && size <= left && work(text, chunk)) {
@@ -140,7 +144,7 @@ void ForEachCarried(const clRIFFHandler& riff, const WaveTagSources& sources, ui
   });
 }
 
-bool WriteCarried(TagBlockWriter& writer, std::wstring_view name, const STRIFFChunk& chunk,
+bool WriteCarried(TagBlockWriter& writer, std::string_view name, const STRIFFChunk& chunk,
                   XFile& file, const STNStdReport& report) {
   const auto size = static_cast<size_t>(PayloadSize(chunk));
   uint8_t* const payload = writer.Begin(name, {}, size);
@@ -153,24 +157,43 @@ bool WriteCarried(TagBlockWriter& writer, std::wstring_view name, const STRIFFCh
   return false;
 }
 
-XStr PayloadText(const XMem& payload) {
+XStr PayloadText(std::span<const uint8_t> payload) {
   constexpr size_t kShown = 20;
-  XStr text = L"DATA Length: " + DecimalText(payload.Size()) + L"   ";
-  for (size_t i = 0; i < std::min(payload.Size(), kShown); ++i) {
-    const uint8_t byte = payload.Data()[i];
+  XStr text = L"DATA Length: " + DecimalText(payload.size()) + L"   ";
+  for (const uint8_t byte : payload.first(std::min(payload.size(), kShown))) {
     text += byte >= ' ' && byte <= '~' ? static_cast<wchar_t>(byte) : L'.';
   }
   return text;
 }
 
-void ReportTags(const XMem& block, const STNStdReport& report) {
-  DebugLine(report) << ReadU32LE(block.Data()) << L" ID Tags:";
+// A file's own text as it may stand in a report: it neither ends the line nor begins like the line
+// of a traced operation.
+XStr ReportText(std::string_view utf8) {
+  XStr text = FromUtf8(utf8);
+  for (wchar_t& c : text) {
+    if (c < L' ' || c == 0x7F) c = L'.';
+  }
+  if (text.starts_with(StdReport::kEnter) || text.starts_with(StdReport::kLeave)) text[0] = L'.';
+  return text;
+}
+
+// `carried` is the part of the block behind the tags.
+void ReportTags(const NTag& tags, std::span<const uint8_t> carried, uint32_t count,
+                const STNStdReport& report) {
+  DebugLine(report) << count << L" ID Tags:";
   if (!StdReport::IsOpen(report.DebugHandle)) return;
-  NTag tags;
-  tags.InitFromRawMemory(block.Data(), block.Size());
-  for (const STInternalTag& tag : tags) {
-    DebugLine(report) << tag.Name << L": "
-                      << (tag.Data.IsEmpty() ? tag.Value : PayloadText(tag.Data));
+  for (size_t i = 0; i < tags.Count(); ++i) {
+    const NTag::Entry tag = tags.At(i);
+    DebugLine(report) << ReportText(tag.Name) << L": "
+                      << (tag.Data.empty() ? ReportText(tag.Value) : PayloadText(tag.Data));
+  }
+  CarriedName name;
+  while (!carried.empty()) {
+    const std::string_view text = name.Next();
+    const auto item = carried.first(ReadU32LE(carried.data()));
+    DebugLine(report) << ReportText(text) << L": "
+                      << PayloadText(item.subspan(TagBlockWriter::ItemSize(text.size(), 0, 0)));
+    carried = carried.subspan(item.size());
   }
 }
 
@@ -199,24 +222,28 @@ void AppendTagKinds(XStr& kinds, const WaveTagSources& sources) {
 
 void MakeTagBlock(XMem& block, const NTag& tags, XFile& file, const clRIFFHandler& riff,
                   const WaveTagSources& sources, const STNStdReport& report) {
-  const uint64_t tags_size = tags.GetRawSize();
+  const size_t tags_size = tags.GetRawSize();
+  if (tags_size > kMostBlock) return;
   uint64_t carried_size = 0;
-  ForEachCarried(riff, sources, kMostBlock - std::min(kMostBlock, tags_size),
-                 [&](std::wstring_view name, const STRIFFChunk& chunk) {
-                   carried_size += TagBlockWriter::ItemSize(
-                       name.size(), 0, static_cast<size_t>(PayloadSize(chunk)));
-                   return true;
-                 });
-  if (!block.SetSize(static_cast<size_t>(tags_size + carried_size))) throw std::bad_alloc();
+  ForEachCarried(
+      riff, sources, kMostBlock - tags_size, [&](std::string_view name, const STRIFFChunk& chunk) {
+        carried_size +=
+            TagBlockWriter::ItemSize(name.size(), 0, static_cast<size_t>(PayloadSize(chunk)));
+        return true;
+      });
+  if (!block.SetSize(tags_size + static_cast<size_t>(carried_size))) {
+    carried_size = 0;  // the tags matter more
+    if (!block.SetSize(tags_size)) throw std::bad_alloc();
+  }
   TagBlockWriter writer(block.Data());
   tags.WriteRaw(writer);
-  ForEachCarried(riff, sources, carried_size,
-                 [&](std::wstring_view name, const STRIFFChunk& chunk) {
-                   return WriteCarried(writer, name, chunk, file, report);
-                 });
+  ForEachCarried(riff, sources, carried_size, [&](std::string_view name, const STRIFFChunk& chunk) {
+    return WriteCarried(writer, name, chunk, file, report);
+  });
   // Shorter than planned when a chunk could not be read.
   if (!block.SetSize(writer.Finish(), true)) throw std::bad_alloc();
-  ReportTags(block, report);
+  const std::span<const uint8_t> whole(block.Data(), block.Size());
+  ReportTags(tags, whole.subspan(tags_size), ReadU32LE(block.Data()), report);
 }
 
 }  // namespace wavecodec

@@ -1,11 +1,10 @@
 #include "tags/toc_reader.h"
 
 #include <algorithm>
-#include <cwchar>
-#include <iterator>
-#include <vector>
+#include <cstdio>
 
 #include "support/byte_order.h"
+#include "support/names.h"
 #include "support/text_scan.h"
 
 namespace wavecodec {
@@ -21,20 +20,18 @@ constexpr uint8_t kEntrySize = sizeof(TOCTrack);
 
 bool IsAudio(const TOCTrack& track) { return (track.Control & clTOCReader::kDataTrack) == 0; }
 
-XStr Hex(uint32_t value) {
-  wchar_t text[9];
-  const int length = std::swprintf(text, std::size(text), L"%X", static_cast<unsigned>(value));
+std::string Hex(uint32_t value) {
+  char text[9];
+  const int length = std::snprintf(text, sizeof text, "%X", static_cast<unsigned>(value));
   return {text, static_cast<size_t>(length)};
 }
 
-std::vector<std::wstring_view> Split(std::wstring_view text) {
-  std::vector<std::wstring_view> items;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find(L'+'), text.size());
-    items.push_back(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return items;
+// Takes the item at the front of a list off it.
+std::string_view TakeItem(std::string_view& list) {
+  const size_t end = std::min(list.find('+'), list.size());
+  const std::string_view item = list.substr(0, end);
+  list.remove_prefix(std::min(end + 1, list.size()));
+  return item;
 }
 
 }  // namespace
@@ -112,37 +109,33 @@ void clTOCReader::LBAAddressFromDWORD(uint32_t lba, uint8_t (&address)[4]) {
   WriteU32BE(address, lba);
 }
 
-XStr clTOCReader::CDExtraLBAToMicrosoftStrTOC(const TOC& toc, bool include_data) {
+std::string clTOCReader::CDExtraLBAToMicrosoftStrTOC(const TOC& toc, bool include_data) {
   const clTOCReader reader(toc);
   const bool cd_extra = reader.IsCDExtra();
-  XStr text = Hex(static_cast<uint32_t>(reader.CountAudioEntries()));
-  XStr tail;
+  std::string text = Hex(static_cast<uint32_t>(reader.CountAudioEntries()));
+  std::string tail;
   for (int i = 0; i < kMostTracks; ++i) {
     const int number = reader.Track(i).Number;
     uint32_t address = reader.LBAAddress(i) + kLeadIn;
     if (number == reader.FirstTrack() && !reader.IsAudioTrack(i)) {
-      if (include_data) tail += L"+X" + Hex(address);
+      if (include_data) tail += "+X" + Hex(address);
       continue;
     }
     if (!include_data && cd_extra && number == reader.LastTrack()) break;
     if (cd_extra && number == reader.LastTrack() - 1) address += kCDExtraGap;
-    text += L"+" + Hex(address);
+    text += "+" + Hex(address);
     if (number == reader.LastTrack()) {
-      text += L"+" + Hex(reader.LBAAddress(i + 1) + kLeadIn);
+      text += "+" + Hex(reader.LBAAddress(i + 1) + kLeadIn);
       break;
     }
   }
   return text + tail;
 }
 
-void clTOCReader::MicrosoftStrTOCToCDExtraLBA(std::wstring_view text, TOC& toc) {
+void clTOCReader::MicrosoftStrTOCToCDExtraLBA(std::string_view text, TOC& toc) {
   toc = {};
-  std::vector<std::wstring_view> items = Split(text);
-  uint32_t audio_tracks = 0;
-  if (!items.empty()) {
-    audio_tracks = LeadingHex32(items.front());
-    items.erase(items.begin());
-  }
+  if (text.ends_with('+')) text.remove_suffix(1);
+  const uint32_t audio_tracks = LeadingHex32(TakeItem(text));
   size_t entry = 0;
   const auto place = [&](uint8_t control, size_t number, uint32_t lba) {
     TOCTrack& track = toc.Tracks[entry++];
@@ -150,14 +143,15 @@ void clTOCReader::MicrosoftStrTOCToCDExtraLBA(std::wstring_view text, TOC& toc) 
     track.Number = static_cast<uint8_t>(number);
     LBAAddressFromDWORD(lba, track.Address);
   };
-  if (!items.empty() && !items.back().empty() && FoldCase(items.back().front()) == L'x') {
-    place(kDataTrack, 1, LeadingHex32(items.back().substr(1)) - kLeadIn);
+  const size_t last_item = text.rfind('+') + 1;  // 0 when there is one only
+  if (last_item < text.size() && ToLowerASCII(text[last_item]) == 'x') {
+    place(kDataTrack, 1, LeadingHex32(text.substr(last_item + 1)) - kLeadIn);
     toc.LastTrack = 1;
-    items.pop_back();
+    text = text.substr(0, last_item == 0 ? 0 : last_item - 1);
   }
-  for (size_t i = 0; i < items.size() && entry < toc.Tracks.size(); ++i) {
-    const uint32_t address = LeadingHex32(items[i]);
-    const bool last = i + 1 == items.size();
+  for (size_t i = 0; !text.empty() && entry < toc.Tracks.size(); ++i) {
+    const uint32_t address = LeadingHex32(TakeItem(text));
+    const bool last = text.empty();
     const bool audio = last || i < audio_tracks;
     const uint32_t lba = audio ? address - kLeadIn : address - kLeadIn - kCDExtraGap;
     place(audio ? 0 : kDataTrack, last ? kLeadOut : entry + 1, lba);

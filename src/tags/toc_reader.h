@@ -3,9 +3,8 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <string_view>
-
-#include "support/xstr.h"
 
 namespace wavecodec {
 
@@ -61,8 +60,8 @@ class clTOCReader {
   // of each track and of the lead-out, all 150 sectors on. A data track in front comes last, behind
   // "X". The last audio track of a CD-Extra disc is written another 150 on; the two directions are
   // no exact inverses there.
-  static XStr CDExtraLBAToMicrosoftStrTOC(const TOC& toc, bool include_data);
-  static void MicrosoftStrTOCToCDExtraLBA(std::wstring_view text, TOC& toc);
+  static std::string CDExtraLBAToMicrosoftStrTOC(const TOC& toc, bool include_data);
+  static void MicrosoftStrTOCToCDExtraLBA(std::string_view text, TOC& toc);
 
  private:
   [[nodiscard]] bool IsNumbered(const TOCTrack& track) const {

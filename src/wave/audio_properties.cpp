@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "support/number_format.h"
-#include "support/text_scan.h"
+#include "support/xstr.h"
 
 namespace wavecodec {
 namespace {
@@ -31,42 +31,29 @@ LossyLimits LimitsOf(int tag) {
 }
 
 // By bit of the channel mask.
-constexpr std::array<const wchar_t*, 18> kSpeakers = {L"Left",
-                                                      L"Right",
-                                                      L"Center",
-                                                      L"Sub-woofer",
-                                                      L"Back Left",
-                                                      L"Back Right",
-                                                      L"Left of Center",
-                                                      L"Right of Center",
-                                                      L"Back Center",
-                                                      L"Side Left",
-                                                      L"Side Right",
-                                                      L"Top Center",
-                                                      L"Top Front Left",
-                                                      L"Top Front Center",
-                                                      L"Top Front Right",
-                                                      L"Top Back Left",
-                                                      L"Top Back Center",
-                                                      L"Top Back Right"};
+constexpr std::array<const char*, 18> kSpeakers = {
+    "Left",          "Right",           "Center",          "Sub-woofer",       "Back Left",
+    "Back Right",    "Left of Center",  "Right of Center", "Back Center",      "Side Left",
+    "Side Right",    "Top Center",      "Top Front Left",  "Top Front Center", "Top Front Right",
+    "Top Back Left", "Top Back Center", "Top Back Right"};
 
 // By channel count, where there is no mask.
-constexpr std::array<const wchar_t*, 9> kLayouts = {
-    L"",
-    L"Center",
-    L"Left, Right",
-    L"Left, Right, Sub-woofer",
-    L"Left, Right, Back Left, Back Right",
-    L"Left, Right, Center, Back Left, Back Right",
-    L"Left, Right, Center, Sub-woofer, Back Left, Back Right",
-    L"Left, Right, Center, Sub-woofer, Back Left, Back Right, Back Center",
-    L"Left, Right, Center, Sub-woofer, Back Left, Back Right, Side Left, Side Right"};
+constexpr std::array<const char*, 9> kLayouts = {
+    "",
+    "Center",
+    "Left, Right",
+    "Left, Right, Sub-woofer",
+    "Left, Right, Back Left, Back Right",
+    "Left, Right, Center, Back Left, Back Right",
+    "Left, Right, Center, Sub-woofer, Back Left, Back Right",
+    "Left, Right, Center, Sub-woofer, Back Left, Back Right, Back Center",
+    "Left, Right, Center, Sub-woofer, Back Left, Back Right, Side Left, Side Right"};
 
-XStr SpeakersOf(uint32_t mask) {
-  XStr text;
+std::string SpeakersOf(uint32_t mask) {
+  std::string text;
   for (size_t bit = 0; bit < kSpeakers.size(); ++bit) {
     if ((mask >> bit & 1) == 0) continue;
-    if (!text.empty()) text += L",  ";
+    if (!text.empty()) text += ",  ";
     text += kSpeakers[bit];
   }
   return text;
@@ -74,57 +61,59 @@ XStr SpeakersOf(uint32_t mask) {
 
 }  // namespace
 
-const wchar_t* GetAudioQuality(const XAudioWFX& format) {
+const char* GetAudioQuality(const XAudioWFX& format) {
   const int tag = format.WFXFormatTag();
   if (IsPCMOrFloat(tag)) {
     const int bits = format.BitsPerSample();
     const uint32_t rate = format.SamplesPerSec();
-    if (bits == 16 && rate == 44100) return L"CD  (Lossless)";
-    if (bits == 16 && rate == 48000) return L"DAT  (Lossless)";
-    if (bits >= 24 && rate >= 48000) return L"DVD  (Lossless)";
-    return L"Perfect  (Lossless)";
+    if (bits == 16 && rate == 44100) return "CD  (Lossless)";
+    if (bits == 16 && rate == 48000) return "DAT  (Lossless)";
+    if (bits >= 24 && rate >= 48000) return "DVD  (Lossless)";
+    return "Perfect  (Lossless)";
   }
   const int rate =
       static_cast<int32_t>(format.AvgBytesPerSec() * 8) / std::max(1, format.Channels());
   const LossyLimits limits = LimitsOf(tag);
-  if (rate >= limits.High) return L"High  (Lossy)";
-  return rate < limits.Low ? L"Low  (Lossy)" : L"Medium  (Lossy)";
+  if (rate >= limits.High) return "High  (Lossy)";
+  return rate < limits.Low ? "Low  (Lossy)" : "Medium  (Lossy)";
 }
 
-XStr GetACMFormat(const XAudioWFX& format) { return CodecName(format.WFXFormatTag()); }
+std::string GetACMFormat(const XAudioWFX& format) {
+  return ToUtf8(CodecName(format.WFXFormatTag()));
+}
 
-XStr GetChannelString(const XAudioWFX& format) {
+std::string GetChannelString(const XAudioWFX& format) {
   if (format.IsExtensible()) {
     if (const uint32_t mask = format.pwfxex()->dwChannelMask; mask != 0) return SpeakersOf(mask);
   }
   const auto channels = static_cast<size_t>(format.Channels());
-  return channels < kLayouts.size() ? kLayouts[channels] : L"";
+  return channels < kLayouts.size() ? kLayouts[channels] : "";
 }
 
-const wchar_t* GetWaveHeader(const XAudioWFX& format, uint64_t fmt_size) {
-  if (format.IsExtensible()) return L"Wave Format Extensible";
-  if (fmt_size == 14) return L"Wave Format";
-  if (fmt_size == 16) return L"Wave Format PCM";
-  return fmt_size >= 18 ? L"Wave Format Extended" : L"Invalid";
+const char* GetWaveHeader(const XAudioWFX& format, uint64_t fmt_size) {
+  if (format.IsExtensible()) return "Wave Format Extensible";
+  if (fmt_size == 14) return "Wave Format";
+  if (fmt_size == 16) return "Wave Format PCM";
+  return fmt_size >= 18 ? "Wave Format Extended" : "Invalid";
 }
 
-const wchar_t* GetGapless(const XAudioWFX& format) {
+const char* GetGapless(const XAudioWFX& format) {
   const int tag = format.WFXFormatTag();
-  return IsPCMOrFloat(tag) || tag == kADPCM ? L"Yes" : L"No";
+  return IsPCMOrFloat(tag) || tag == kADPCM ? "Yes" : "No";
 }
 
-void AppendSizeText(XStr& text, uint64_t bytes) {
+void AppendSizeText(std::string& text, uint64_t bytes) {
   constexpr uint64_t kKilo = 1024;
   struct Unit {
     uint64_t Bytes;
-    const wchar_t* Name;
+    const char* Name;
   };
-  constexpr Unit kUnits[] = {{kKilo * kKilo * kKilo * kKilo, L" TB"},
-                             {kKilo * kKilo * kKilo, L" GB"},
-                             {kKilo * kKilo, L" MB"}};
+  constexpr Unit kUnits[] = {{kKilo * kKilo * kKilo * kKilo, " TB"},
+                             {kKilo * kKilo * kKilo, " GB"},
+                             {kKilo * kKilo, " MB"}};
   if (bytes < kKilo) {
-    AppendDecimal(text, bytes);
-    text += bytes == 1 ? L" byte" : L" bytes";
+    text += std::to_string(bytes);
+    text += bytes == 1 ? " byte" : " bytes";
     return;
   }
   const NumberFormat& user = NumberFormat::User();
@@ -134,7 +123,7 @@ void AppendSizeText(XStr& text, uint64_t bytes) {
     return;
   }
   // Rounded up from a hundredth of a kilobyte on.
-  text += user.Integer((bytes * 100 + 99 * kKilo) / (100 * kKilo)) + L" KB";
+  text += user.Integer((bytes * 100 + 99 * kKilo) / (100 * kKilo)) + " KB";
 }
 
 }  // namespace wavecodec

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "riff/riff_handler.h"
 #include "support/xfile.h"
@@ -34,9 +35,9 @@ class clWaveDecoderCore {
   // found to `kinds`. The block is the decoder's, good until the next call; empty when the source's
   // format cannot be found.
   const XMem& ReadIDTags(XStr& kinds);
-  // Makes the block of named properties, in the same form. `kinds` is what ReadIDTags found. Null on
+  // Makes the block of named properties, in the same form. `tag_kinds` is what ReadIDTags found. Null on
   // failure.
-  const XMem* FillAudioProps(const XStr& kinds);
+  const XMem* FillAudioProps(const XStr& tag_kinds);
   // Tells format, bit rate and length of the decode range. The format is provisional: what a host
   // can expect before a converter was asked.
   bool FillAudioInfo(STZuAudioInfo& info);
@@ -70,10 +71,10 @@ class clWaveDecoderCore {
   bool ReadDataBlock();
   bool MoveTo(int64_t position);
   [[nodiscard]] int64_t PositionOfFrame(int64_t frames) const;
-  [[nodiscard]] XStr SampleCountText() const;
+  [[nodiscard]] std::string SampleCountText() const;
   template <typename Take>
   void TellRiffChunks(Take take) const;
-  [[nodiscard]] XStr ContainsText(const XStr& kinds) const;
+  [[nodiscard]] std::string ContainsText(const std::string& kinds) const;
   void ReportProperties() const;
 
   XFile& Source;

@@ -2,10 +2,15 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "module/report/std_report.h"
 #include "riff/chunk_id.h"
 #include "support/number_format.h"
+#include "support/utf8.h"
 #include "tags/tag_reading.h"
 #include "wave/audio_properties.h"
 #include "wave/wave_decoder.h"
@@ -13,30 +18,25 @@
 namespace wavecodec {
 namespace {
 
-using namespace std::string_view_literals;
+constexpr std::string_view kRiffChunks = "Riff Chunks";
 
-constexpr std::wstring_view kFirstPicture = L"_albumart_1";
-constexpr std::wstring_view kTrackGain = L"replaygain_track_gain";
-constexpr std::wstring_view kAlbumGain = L"replaygain_album_gain";
-
-struct Property {
-  std::wstring_view Name;
-  std::wstring_view Value;
-};
-
-// The properties of a file, in their order; the texts lie elsewhere.
+// The properties of a file, in their order; the names lie elsewhere.
 class PropertyList {
  public:
-  const Property& Add(std::wstring_view name, std::wstring_view value) {
-    Size += TagBlockWriter::ItemSize(name.size(), value.size(), 0);
-    return Properties[Count++] = {name, value};
+  struct Property {
+    std::string_view Name;
+    std::string Value;
+  };
+
+  void Add(std::string_view name, std::string value) {
+    Size += TagBlockWriter::ItemSize(name.size(), ScanUtf8(value).Characters, 0);
+    Properties[Count++] = {name, std::move(value)};
   }
-  void AddUnlessEmpty(std::wstring_view name, std::wstring_view value) {
-    if (!value.empty()) Add(name, value);
+  void AddUnlessEmpty(std::string_view name, std::string value) {
+    if (!value.empty()) Add(name, std::move(value));
   }
   [[nodiscard]] size_t BlockSize() const { return Size; }
-  [[nodiscard]] const Property* begin() const { return Properties.data(); }
-  [[nodiscard]] const Property* end() const { return Properties.data() + Count; }
+  [[nodiscard]] std::span<const Property> All() const { return {Properties.data(), Count}; }
 
  private:
   std::array<Property, 9> Properties;
@@ -57,88 +57,82 @@ const XMem& clWaveDecoderCore::ReadIDTags(XStr& kinds) {
   return TagBlock;
 }
 
-XStr clWaveDecoderCore::SampleCountText() const {
+std::string clWaveDecoderCore::SampleCountText() const {
   const NumberFormat& user = NumberFormat::User();
   if (IsPCMOrFloat(FileWFX.WFXFormatTag())) {
     const int64_t align = std::max(1, FileWFX.BlockAlign());
     return user.Integer(static_cast<uint64_t>(CalcStreamLengthBytes() / align));
   }
-  return FactSamples != 0 ? user.Integer(FactSamples) : XStr();
+  return FactSamples != 0 ? user.Integer(FactSamples) : std::string();
 }
 
 // Calls take(text) with the parts of the list of chunks, one a chunk.
 template <typename Take>
 void clWaveDecoderCore::TellRiffChunks(Take take) const {
-  XStr text;
-  text.reserve(32);
+  std::string text;
   Riff.ForEachChunk([&](size_t index, const STRIFFChunk& chunk) {
-    text = index == 0 ? L"'"sv : L",  '"sv;
+    text = index == 0 ? "'" : ",  '";
     AppendRIFFChnkID(text, chunk.ChunkID);
-    text += L"' "sv;
+    text += "' ";
     AppendSizeText(text, chunk.ChunkSize);
-    take(std::wstring_view(text));
+    take(std::string_view(text));
   });
 }
 
-XStr clWaveDecoderCore::ContainsText(const XStr& kinds) const {
+std::string clWaveDecoderCore::ContainsText(const std::string& kinds) const {
   bool art = false;
   bool toc = false;
   bool crc = false;
   bool gain = false;
-  for (const STInternalTag& tag : Tags) {
-    const std::wstring_view name = tag.Name;
-    art = art || NameBegins(name, kFirstPicture);
-    toc = toc || EqualNoCase(name, tag_name::kCDToc);
-    crc = crc || EqualNoCase(name, tag_name::kCRC);
-    gain = gain || EqualNoCase(name, kTrackGain) || EqualNoCase(name, kAlbumGain);
+  for (size_t i = 0; i < Tags.Count(); ++i) {
+    const std::string_view name = Tags.At(i).Name;
+    art = art || StartsWithName(name, "_albumart_1");
+    toc = toc || SameName(name, tag_name::kCDToc);
+    crc = crc || SameName(name, tag_name::kCRC);
+    gain =
+        gain || SameName(name, "replaygain_track_gain") || SameName(name, "replaygain_album_gain");
   }
-  XStr text;
-  const auto add = [&](bool is_there, std::wstring_view what) {
-    if (!is_there) return;
-    if (!text.empty()) text += L", "sv;
-    text += what;
+  std::string text;
+  const auto add = [&](bool is_there, const std::string& what) {
+    if (is_there) text += (text.empty() ? "" : ", ") + what;
   };
-  add(art, L"Album Art"sv);
-  add(toc, L"CD TOC"sv);
-  add(crc, L"CRC"sv);
-  add(gain, L"ReplayGain"sv);
-  if (!kinds.empty()) add(true, L"ID Tag [" + kinds + L"]");
+  add(art, "Album Art");
+  add(toc, "CD TOC");
+  add(crc, "CRC");
+  add(gain, "ReplayGain");
+  if (!kinds.empty()) add(true, "ID Tag [" + kinds + "]");
   return text;
 }
 
-const XMem* clWaveDecoderCore::FillAudioProps(const XStr& kinds) {
+const XMem* clWaveDecoderCore::FillAudioProps(const XStr& tag_kinds) {
   const TraceScope trace(Report, "FillAudioProps");
   Properties.Free();
   if (!PullOutFMTnDATA()) return nullptr;
   const auto fmt = Riff.FindChunkForRead(chunk_id::kFmt, false);
-  const XStr codec = GetACMFormat(FileWFX);
-  const XStr channels = GetChannelString(FileWFX);
-  const XStr samples = SampleCountText();
-  const XStr contains = ContainsText(kinds);
+  const std::string kinds = ToUtf8(tag_kinds);
   PropertyList list;
-  list.Add(L"Audio Quality"sv, GetAudioQuality(FileWFX));
-  list.Add(L"Encoder Settings"sv, codec);
-  list.Add(L"Wave Header"sv, GetWaveHeader(FileWFX, fmt ? fmt->ChunkSize : 0));
-  list.Add(L"Channel Mapping"sv, channels);
-  list.AddUnlessEmpty(L"Sample Count"sv, samples);
-  const Property& chunks = list.Add(L"Riff Chunks"sv, {});
-  list.AddUnlessEmpty(L"ID Tag"sv, kinds);
-  list.AddUnlessEmpty(L"Contains"sv, contains);
-  list.Add(L"Gapless"sv, GetGapless(FileWFX));
+  list.Add("Audio Quality", GetAudioQuality(FileWFX));
+  list.Add("Encoder Settings", GetACMFormat(FileWFX));
+  list.Add("Wave Header", GetWaveHeader(FileWFX, fmt ? fmt->ChunkSize : 0));
+  list.Add("Channel Mapping", GetChannelString(FileWFX));
+  list.AddUnlessEmpty("Sample Count", SampleCountText());
+  list.Add(kRiffChunks, {});
+  list.AddUnlessEmpty("ID Tag", kinds);
+  list.AddUnlessEmpty("Contains", ContainsText(kinds));
+  list.Add("Gapless", GetGapless(FileWFX));
 
   // The chunks of a file can be so many that their text is only made where it goes.
   size_t chunks_length = 0;
-  TellRiffChunks([&](std::wstring_view text) { chunks_length += text.size(); });
+  TellRiffChunks([&](std::string_view text) { chunks_length += text.size(); });
   if (!Properties.SetSize(list.BlockSize() + 2 * chunks_length)) throw std::bad_alloc();
   TagBlockWriter writer(Properties.Data());
-  for (const Property& property : list) {
-    if (&property == &chunks) {
-      writer.BeginValue(property.Name, chunks_length);
-      TellRiffChunks([&](std::wstring_view text) { writer.Append(text); });
-      writer.EndText();
-    } else {
-      writer.Begin(property.Name, property.Value, 0);
+  for (const PropertyList::Property& property : list.All()) {
+    writer.Begin(property.Name);
+    writer.Append(property.Value);
+    if (property.Name == kRiffChunks) {
+      TellRiffChunks([&](std::string_view text) { writer.Append(text); });
     }
+    writer.EndItem();
   }
   writer.Finish();
   ReportProperties();
@@ -147,11 +141,11 @@ const XMem* clWaveDecoderCore::FillAudioProps(const XStr& kinds) {
 }
 
 void clWaveDecoderCore::ReportProperties() const {
+  if (!StdReport::IsOpen(Report.DebugHandle)) return;
   NTag properties;
-  if (StdReport::IsOpen(Report.DebugHandle)) {
-    properties.InitFromRawMemory(Properties.Data(), Properties.Size());
-  }
-  for (const STInternalTag& property : properties) {
+  properties.InitFromRawMemory(Properties.Data(), Properties.Size());
+  for (size_t i = 0; i < properties.Count(); ++i) {
+    const STInternalTag property = properties[i];
     const XStr prefix = L"\t" + property.Name + L": ";
     StdReport::WriteDEBUG(property.Value, Report, nullptr, true, prefix.c_str());
   }

@@ -40,7 +40,7 @@ constexpr std::array<std::wstring_view, 21> kPictureKinds = {L"",
 int LeadingInt(std::wstring_view text) {
   using Limits = std::numeric_limits<int>;
   return static_cast<int>(
-      std::clamp<int64_t>(LeadingInt64(text), Limits::min() + 1, Limits::max()));
+      std::clamp<int64_t>(LeadingInt64(ToUtf8(text)), Limits::min() + 1, Limits::max()));
 }
 
 XStr TwoDigits(int number) {
@@ -74,14 +74,16 @@ void SpiltAlbumArtDesctiptionLine(std::wstring_view name, XStr& description,
   description = name.substr(0, mark);
 }
 
-const STInternalTag* NTag::GetAlbumArt(int index, XStr& description, XStr& sub_description) const {
-  const XStr prefix = XStr(tag_name::kAlbumArt) + std::to_wstring(index);
-  for (const STInternalTag& tag : Tags) {
-    if (!NameBegins(tag.Name, prefix)) continue;
-    SpiltAlbumArtDesctiptionLine(tag.Name, description, sub_description);
-    return &tag;
+std::optional<NTag::Entry> NTag::GetAlbumArt(int index, XStr& description,
+                                             XStr& sub_description) const {
+  const std::string prefix = std::string(tag_name::kAlbumArt) + std::to_string(index);
+  for (size_t i = 0; i < Count(); ++i) {
+    const Entry entry = At(i);
+    if (!StartsWithName(entry.Name, prefix)) continue;
+    SpiltAlbumArtDesctiptionLine(FromUtf8(entry.Name), description, sub_description);
+    return entry;
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 void SplitTrackNumANDCount(std::wstring_view text, int& number, int& count) {
@@ -93,7 +95,10 @@ void SplitTrackNumANDCount(std::wstring_view text, int& number, int& count) {
 void SplitTrackNumANDCountStr(std::wstring_view text, XStr& number, XStr& count) {
   const size_t slash = text.find(L'/');
   number = text.substr(0, slash);
-  count = slash == std::wstring_view::npos ? std::wstring_view() : Trimmed(text.substr(slash + 1));
+  count.clear();
+  if (slash != std::wstring_view::npos) {
+    count = FromUtf8(Trimmed(ToWholeUtf8(text.substr(slash + 1))));
+  }
 }
 
 XStr NTag::PaddedTrackNum(std::wstring_view name) const {

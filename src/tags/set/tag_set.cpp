@@ -2,34 +2,32 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "support/byte_order.h"
+#include "support/utf8.h"
 
 namespace wavecodec {
 namespace {
 
-// Differs from run to run, so that no file can be made whose names all meet in one place of an
-// index.
-uint32_t HashSeed() {
-  static const char anchor = 0;
-  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&anchor) >> 4);
+// The size field of an item is signed; an entry that is larger is left out of a block.
+constexpr size_t kMostItem = INT32_MAX;
+
+XMem CopyOf(std::span<const uint8_t> bytes) {
+  XMem copy;
+  if (!copy.SetSize(bytes.size())) throw std::bad_alloc();
+  if (!bytes.empty()) std::memcpy(copy.Data(), bytes.data(), bytes.size());
+  return copy;
 }
 
-// FNV-1a over the folded name.
-uint32_t HashOfName(std::wstring_view name) {
-  uint32_t hash = 2166136261U ^ HashSeed();
-  for (const wchar_t c : name) {
-    hash = (hash ^ static_cast<uint32_t>(FoldCase(c))) * 16777619U;
-  }
-  return hash ^ hash >> 15;
+size_t ItemSizeUTF8Of(const NTag::Entry& entry) {
+  return 4 + entry.Name.size() + 1 + entry.Value.size() + 1 + entry.Data.size();
 }
 
-// A zero character ends a text.
-std::wstring_view ToZero(std::wstring_view text) { return text.substr(0, text.find(L'\0')); }
-
-// The text at the front of `left`, to its zero unit or the end; takes both off.
+// The text at the front of `left`, to its zero unit or the end, in `text`; takes both off.
 template <typename Unit>
-XStr TakeText(std::span<const uint8_t>& left) {
+void TakeText(std::span<const uint8_t>& left, std::string& text) {
   constexpr size_t kUnit = sizeof(Unit);
   size_t units = 0;
   const auto unit_at = [&](size_t index) {
@@ -37,103 +35,120 @@ XStr TakeText(std::span<const uint8_t>& left) {
     return kUnit == 1 ? at[0] : ReadU16LE(at);
   };
   const size_t most = left.size() / kUnit;
-  while (units < most && unit_at(units) != 0) ++units;
-  XStr text;
-  if constexpr (kUnit == 1) {
-    text = FromUtf8({reinterpret_cast<const char*>(left.data()), units});
-  } else {
-    text.resize(units);
-    for (size_t i = 0; i < units; ++i) text[i] = static_cast<wchar_t>(unit_at(i));
+  text.clear();
+  for (; units < most && unit_at(units) != 0; ++units) {
+    if constexpr (kUnit == 1) {
+      text += static_cast<char>(unit_at(units));
+    } else {
+      AppendUtf8Sequence(text, unit_at(units));
+    }
   }
   left = left.subspan(std::min(units + 1, most) * kUnit);
-  return text;
 }
 
 }  // namespace
 
-void TagBlockWriter::Append(std::wstring_view text) {
-  WriteUnitsLE(Next, text.data(), text.size());
-  Next += 2 * text.size();
+NTag::Entry NTag::EntryOf(const Record& record) const {
+  const uint8_t* payload = record.Payload == 0 ? nullptr : Payloads[record.Payload - 1].Data();
+  return {NameOf(record), ValueOf(record), {payload, PayloadSize(record)}};
 }
 
-void TagBlockWriter::BeginValue(std::wstring_view name, size_t value_length, size_t payload) {
-  Item = Next;
-  WriteU32LE(Item, static_cast<uint32_t>(ItemSize(name.size(), value_length, payload)));
-  Next += 4;
-  Append(name);
-  EndText();
-  ++Items;
-}
-
-uint8_t* TagBlockWriter::Begin(std::wstring_view name, std::wstring_view value, size_t payload) {
-  BeginValue(name, value.size(), payload);
-  Append(value);
-  EndText();
-  uint8_t* const place = Next;
-  Next += payload;
-  return place;
-}
-
-void TagBlockWriter::Drop() {
-  Next = Item;
-  --Items;
-}
-
-size_t TagBlockWriter::Finish() {
-  WriteU32LE(Block, Items);
-  return static_cast<size_t>(Next - Block);
+STInternalTag NTag::operator[](size_t index) const {
+  const Entry entry = At(index);
+  return {FromUtf8(entry.Name), FromUtf8(entry.Value), CopyOf(entry.Data)};
 }
 
 void NTag::Destroy() {
-  Tags.clear();
+  Records.clear();
+  Texts.clear();
+  Payloads.clear();
   Index.clear();
   Indexed = 0;
 }
 
-void NTag::AddTag(std::wstring_view name, std::wstring_view value) {
-  AddTag({XStr(ToZero(name)), XStr(ToZero(value)), {}});
+Utf8Run NTag::AppendText(std::string_view text) {
+  Utf8Run run = ScanUtf8(text);
+  if (run.Bytes == text.size() || text[run.Bytes] == 0) {
+    Texts += text.substr(0, run.Bytes);
+  } else {
+    const std::string repaired = ToWholeUtf8(FromUtf8(text));
+    run = ScanUtf8(repaired);
+    Texts.append(repaired, 0, run.Bytes);
+  }
+  return run;
 }
 
-void NTag::AddTag(std::wstring_view name, const void* bytes, size_t length) {
-  STInternalTag tag{XStr(name), {}, {}};
-  if (!tag.Data.SetSize(length)) throw std::bad_alloc();
-  if (length != 0) std::memcpy(tag.Data.Data(), bytes, length);
-  AddTag(std::move(tag));
+// A record with its texts at the end of Texts, in which `name` and `value` must not lie.
+NTag::Record NTag::MakeRecord(std::string_view name, std::string_view value) {
+  if (Records.capacity() == 0) {  // an ordinary file's tags, at once
+    constexpr size_t kOrdinaryTexts = 1000;
+    Records.reserve(kIndexFrom);
+    Texts.reserve(kOrdinaryTexts);
+  }
+  Record record;
+  record.Text = Texts.size();
+  record.Name = AppendText(name);
+  record.Value = AppendText(value);
+  return record;
 }
 
-void NTag::AddTag(STInternalTag tag) {
-  if (Tags.capacity() == 0) Tags.reserve(kIndexFrom);  // an ordinary file's tags, at once
-  Tags.push_back(std::move(tag));
+void NTag::AddTag(std::string_view name, std::string_view value) {
+  Records.push_back(MakeRecord(name, value));
+}
+
+void NTag::AddTag(std::string_view name, std::span<const uint8_t> payload) {
+  Put(Count(), {name, {}, payload}, CopyOf(payload));
+}
+
+void NTag::AddTag(const STInternalTag& tag) {
+  const std::string value = ToWholeUtf8(tag.Value);
+  Put(Count(), {ToWholeUtf8(tag.Name), value, {}}, XMem(tag.Data));
+}
+
+void NTag::Put(size_t index, const Entry& entry, XMem&& payload) {
+  Record record = MakeRecord(entry.Name, entry.Value);
+  if (!payload.IsEmpty()) {
+    Payloads.push_back(std::move(payload));
+    record.Payload = Payloads.size();
+  }
+  if (index == Count()) {
+    Records.push_back(record);
+  } else {
+    Records[index] = record;
+  }
 }
 
 template <typename Predicate>
 void NTag::RemoveIf(Predicate goes) {
-  Tags.erase(std::remove_if(Tags.begin(), Tags.end(), goes), Tags.end());
+  std::erase_if(Records, [&](const Record& record) {
+    if (!goes(record)) return false;
+    if (record.Payload != 0) Payloads[record.Payload - 1].Free();
+    return true;
+  });
   Index.clear();
   Indexed = 0;
 }
 
 void NTag::RemoveTag(size_t index) {
-  RemoveIf([&](const STInternalTag& tag) { return &tag == &Tags[index]; });
+  RemoveIf([&](const Record& record) { return &record == &Records[index]; });
 }
 
-bool NTag::RemoveTag(std::wstring_view name) {
-  const size_t before = Count();
-  RemoveIf([&](const STInternalTag& tag) { return EqualNoCase(tag.Name, name); });
-  return Count() != before;
+bool NTag::RemoveTag(std::string_view name) {
+  if (Find(name) == kNone) return false;
+  RemoveIf([&](const Record& record) { return SameName(NameOf(record), name); });
+  return true;
 }
 
-void NTag::AddToIndex(size_t entry) const {
-  const std::wstring_view name = Tags[entry].Name;
+// The index slot that holds the first entry of a name, or the free one where it belongs.
+size_t NTag::SlotOf(std::string_view name) const {
   const size_t mask = Index.size() - 1;
-  size_t slot = HashOfName(name) & mask;
-  for (; Index[slot] != 0; slot = (slot + 1) & mask) {
-    if (EqualNoCase(Tags[Index[slot] - 1].Name, name)) return;
-  }
-  Index[slot] = static_cast<uint32_t>(entry + 1);
+  size_t slot = HashName(name) & mask;
+  while (Index[slot] != 0 && !SameName(NameOf(Records[Index[slot] - 1]), name))
+    slot = (slot + 1) & mask;
+  return slot;
 }
 
-// Brings the index up to the present entries, of which at most half its places are taken.
+// Brings the index up to the present entries, which take at most half of its places.
 void NTag::MakeIndex() const {
   if (Index.size() < 2 * Count()) {
     size_t size = 4 * kIndexFrom;
@@ -141,95 +156,92 @@ void NTag::MakeIndex() const {
     Index.assign(size, 0);
     Indexed = 0;
   }
-  while (Indexed < Count()) AddToIndex(Indexed++);
+  for (; Indexed < Count(); ++Indexed) {
+    uint32_t& place = Index[SlotOf(NameOf(Records[Indexed]))];
+    if (place == 0) place = static_cast<uint32_t>(Indexed + 1);
+  }
 }
 
-size_t NTag::Find(std::wstring_view name) const {
+size_t NTag::Find(std::string_view name) const {
   if (Count() < kIndexFrom) {
-    const auto found = std::find_if(Tags.begin(), Tags.end(), [&](const STInternalTag& tag) {
-      return EqualNoCase(tag.Name, name);
+    const auto found = std::find_if(Records.begin(), Records.end(), [&](const Record& record) {
+      return SameName(NameOf(record), name);
     });
-    return found == Tags.end() ? kNone : static_cast<size_t>(found - Tags.begin());
+    return found == Records.end() ? kNone : static_cast<size_t>(found - Records.begin());
   }
   MakeIndex();
-  const size_t mask = Index.size() - 1;
-  for (size_t slot = HashOfName(name) & mask; Index[slot] != 0; slot = (slot + 1) & mask) {
-    if (EqualNoCase(Tags[Index[slot] - 1].Name, name)) return Index[slot] - 1;
-  }
-  return kNone;
+  const uint32_t place = Index[SlotOf(name)];
+  return place == 0 ? kNone : place - 1;
 }
 
-const STInternalTag* NTag::FindElement(std::wstring_view name) const {
+std::optional<NTag::Entry> NTag::FindElement(std::string_view name) const {
   const size_t found = Find(name);
-  return found == kNone ? nullptr : &Tags[found];
+  if (found == kNone) return std::nullopt;
+  return At(found);
+}
+
+XStr NTag::GetTagValue(std::wstring_view name) const {
+  const std::optional<Entry> found = FindElement(name);
+  return found ? FromUtf8(found->Value) : XStr();
 }
 
 XStr NTag::FindElementRemove(std::wstring_view name) {
-  const size_t found = Find(name);
-  if (found == kNone) return {};
-  XStr value = std::move(Tags[found].Value);
+  XStr value = GetTagValue(name);
   RemoveTag(name);
   return value;
 }
 
-std::wstring_view NTag::GetTagValue(std::wstring_view name) const {
-  const STInternalTag* found = FindElement(name);
-  return found != nullptr ? std::wstring_view(found->Value) : std::wstring_view();
-}
-
 void NTag::SetTagValue(std::wstring_view name, std::wstring_view value) {
-  const size_t found = Find(name);
-  if (found == kNone) {
-    AddTag(name, value);
-  } else {
-    Tags[found].Value = ToZero(value);
-  }
+  const size_t found = Find(ToWholeUtf8(name));
+  if (found == kNone) return AddTag(name, value);
+  const size_t payload = Records[found].Payload;
+  Records[found] = MakeRecord(std::string(NameOf(Records[found])), ToWholeUtf8(value));
+  Records[found].Payload = payload;
 }
 
-void NTag::MergeFrom(NTag&& other, bool overwrite) {
-  if (Tags.empty()) Tags.reserve(std::max(other.Count(), kIndexFrom));
-  for (STInternalTag& tag : other.Tags) {
-    const size_t found = Find(tag.Name);
-    if (found == kNone) {
-      AddTag(std::move(tag));
-    } else if (overwrite) {
-      Tags[found] = std::move(tag);
-    }
+template <typename Take>
+void NTag::Merge(const NTag& other, bool overwrite, Take take) {
+  for (const Record& record : other.Records) {
+    const Entry entry = other.EntryOf(record);
+    const size_t found = Find(entry.Name);
+    if (found != kNone && !overwrite) continue;
+    Put(std::min(found, Count()), entry, record.Payload != 0 ? take(record.Payload - 1) : XMem());
   }
-  other.Destroy();
 }
 
 void NTag::MergeFrom(const NTag& other, bool overwrite) {
-  for (const STInternalTag& tag : other.Tags) {
-    const size_t found = Find(tag.Name);
-    if (found == kNone) {
-      AddTag(tag);
-    } else if (overwrite) {
-      Tags[found] = tag;
-    }
-  }
+  if (&other == this) return;
+  Merge(other, overwrite, [&](size_t payload) { return XMem(other.Payloads[payload]); });
+}
+
+void NTag::MergeFrom(NTag&& other, bool overwrite) {
+  Merge(other, overwrite, [&](size_t payload) { return std::move(other.Payloads[payload]); });
+  other.Destroy();
 }
 
 void NTag::DuplicateFrom(const NTag& other) {
+  if (&other == this) return;
   Destroy();
   MergeFrom(other, false);
 }
 
-size_t NTag::GetRawTagItemSize(size_t index) const {
-  const STInternalTag& tag = Tags[index];
-  return TagBlockWriter::ItemSize(tag.Name.size(), tag.Value.size(), tag.Data.Size());
-}
+size_t NTag::GetRawTagItemSize(size_t index) const { return ItemSizeOf(Records[index]); }
 
 size_t NTag::GetRawSize() const {
   size_t size = TagBlockWriter::kHeaderSize;
-  for (size_t i = 0; i < Count(); ++i) size += GetRawTagItemSize(i);
+  for (const Record& record : Records) {
+    const size_t item = ItemSizeOf(record);
+    if (item <= kMostItem) size += item;
+  }
   return size;
 }
 
 void NTag::WriteRaw(TagBlockWriter& writer) const {
-  for (const STInternalTag& tag : Tags) {
-    uint8_t* place = writer.Begin(tag.Name, tag.Value, tag.Data.Size());
-    if (!tag.Data.IsEmpty()) std::memcpy(place, tag.Data.Data(), tag.Data.Size());
+  for (const Record& record : Records) {
+    if (ItemSizeOf(record) > kMostItem) continue;
+    const Entry entry = EntryOf(record);
+    uint8_t* place = writer.Begin(entry.Name, entry.Value, entry.Data.size());
+    if (!entry.Data.empty()) std::memcpy(place, entry.Data.data(), entry.Data.size());
   }
 }
 
@@ -248,19 +260,19 @@ void NTag::ParseBlock(std::span<const uint8_t> block) {
   if (block.size() < kSizeField) return;
   const uint32_t count = ReadU32LE(block.data());
   block = block.subspan(kSizeField);
+  std::string name;
+  std::string value;
   for (uint32_t i = 0; i < count && block.size() >= kSizeField; ++i) {
     // A size with the top bit set is a negative one; no block is that large.
     const uint32_t size = ReadU32LE(block.data());
     if (size < kSizeField || size > INT32_MAX || size > block.size()) return;
     auto left = block.subspan(kSizeField, size - kSizeField);
     block = block.subspan(size);
-    STInternalTag& tag = Tags.emplace_back();
-    tag.Name = TakeText<Unit>(left);
-    if (left.empty()) return;
-    tag.Value = TakeText<Unit>(left);
-    if (left.empty()) continue;
-    if (!tag.Data.SetSize(left.size())) throw std::bad_alloc();
-    std::memcpy(tag.Data.Data(), left.data(), left.size());
+    TakeText<Unit>(left, name);
+    const bool ends_early = left.empty();
+    TakeText<Unit>(left, value);
+    Put(Count(), {name, value, {}}, CopyOf(left));
+    if (ends_early) return;
   }
 }
 
@@ -272,52 +284,49 @@ void NTag::InitFromRawMemoryUTF8(const void* bytes, size_t length) {
   ParseBlock<char>({static_cast<const uint8_t*>(bytes), bytes != nullptr ? length : 0});
 }
 
-size_t NTag::GetRawTagItemSizeUTF8(size_t index) const {
-  const STInternalTag& tag = Tags[index];
-  return 4 + ToUtf8(tag.Name).size() + 1 + ToUtf8(tag.Value).size() + 1 + tag.Data.Size();
-}
+size_t NTag::GetRawTagItemSizeUTF8(size_t index) const { return ItemSizeUTF8Of(At(index)); }
 
 bool NTag::ToRawMemoryUTF8(XMem& block) const {
   size_t size = TagBlockWriter::kHeaderSize;
-  for (size_t i = 0; i < Count(); ++i) size += GetRawTagItemSizeUTF8(i);
+  for (const Record& record : Records) size += ItemSizeUTF8Of(EntryOf(record));
   if (!block.SetSize(size)) return false;
   uint8_t* next = block.Data();
-  const auto put = [&](const void* bytes, size_t length) {
-    if (length != 0) std::memcpy(next, bytes, length);
-    next += length;
-  };
-  WriteU32LE(next, static_cast<uint32_t>(Count()));
-  next += TagBlockWriter::kHeaderSize;
-  for (size_t i = 0; i < Count(); ++i) {
-    WriteU32LE(next, static_cast<uint32_t>(GetRawTagItemSizeUTF8(i)));
+  const auto put_number = [&](size_t number) {
+    WriteU32LE(next, static_cast<uint32_t>(number));
     next += 4;
-    for (const XStr* text : {&Tags[i].Name, &Tags[i].Value}) {
-      const std::string utf8 = ToUtf8(*text);
-      put(utf8.c_str(), utf8.size() + 1);
+  };
+  put_number(Count());
+  for (const Record& record : Records) {
+    const Entry entry = EntryOf(record);
+    put_number(ItemSizeUTF8Of(entry));
+    for (const std::string_view text : {entry.Name, entry.Value}) {
+      next = std::copy(text.begin(), text.end(), next);
+      *next++ = 0;
     }
-    put(Tags[i].Data.Data(), Tags[i].Data.Size());
+    next = std::copy(entry.Data.begin(), entry.Data.end(), next);
   }
   return true;
 }
 
 void NTag::DropTagsBeginUnderScore(unsigned keep) {
-  RemoveIf([keep](const STInternalTag& tag) {
+  RemoveIf([&](const Record& record) {
+    const std::string_view name = NameOf(record);
     const auto kept = [&](unsigned flag, bool is_that) { return (keep & flag) != 0 && is_that; };
-    return NameBegins(tag.Name, L"_") &&
-           !kept(NTagKeepRiff, NameBegins(tag.Name, tag_name::kRiff)) &&
-           !kept(NTagKeepCDToc, EqualNoCase(tag.Name, tag_name::kCDToc)) &&
-           !kept(NTagKeepAlbumArt, NameBegins(tag.Name, tag_name::kAlbumArt)) &&
-           !kept(NTagKeepCRC, EqualNoCase(tag.Name, tag_name::kCRC));
+    return name.starts_with('_') && !kept(NTagKeepRiff, StartsWithName(name, tag_name::kRiff)) &&
+           !kept(NTagKeepCDToc, SameName(name, tag_name::kCDToc)) &&
+           !kept(NTagKeepAlbumArt, StartsWithName(name, tag_name::kAlbumArt)) &&
+           !kept(NTagKeepCRC, SameName(name, tag_name::kCRC));
   });
 }
 
 void NTag::RemoveAllBinaryTags() {
-  RemoveIf([](const STInternalTag& tag) { return !tag.Data.IsEmpty(); });
+  RemoveIf([](const Record& record) { return record.Payload != 0; });
 }
 
 void NTag::RemoveTagsBiggerThan(size_t limit) {
-  RemoveIf([limit](const STInternalTag& tag) {
-    return 2 * tag.Name.size() + 2 * tag.Value.size() + tag.Data.Size() > limit;
+  RemoveIf([&](const Record& record) {
+    const size_t text = 2 * record.Name.Characters + 2 * record.Value.Characters;
+    return text + PayloadSize(record) > limit;
   });
 }
 

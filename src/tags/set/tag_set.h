@@ -4,71 +4,34 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "support/names.h"
+#include "support/utf8.h"
 #include "support/xmem.h"
 #include "support/xstr.h"
+#include "tags/set/tag_block.h"
 
 namespace wavecodec {
 
 // Reserved names, which are not user tags. They and all other names are compared without regard to
 // the case of ASCII letters.
 namespace tag_name {
-inline constexpr std::wstring_view kCDToc = L"_cdtoc";  // a table of contents, see clTOCReader
-inline constexpr std::wstring_view kCRC = L"_crc";      // a checksum of the audio
-inline constexpr std::wstring_view kRiff = L"_riff_";   // + number: a carried chunk
-inline constexpr std::wstring_view kAlbumArt = L"_albumart_";  // + number + "_" + kind: a picture
+inline constexpr std::string_view kCDToc = "_cdtoc";         // a table of contents, see clTOCReader
+inline constexpr std::string_view kCRC = "_crc";             // a checksum of the audio
+inline constexpr std::string_view kRiff = "_riff_";          // + number: a carried chunk
+inline constexpr std::string_view kAlbumArt = "_albumart_";  // + number + "_" + kind: a picture
 }  // namespace tag_name
 
-// True when the name begins with `prefix`.
-inline bool NameBegins(std::wstring_view name, std::wstring_view prefix) {
-  return EqualNoCase(name.substr(0, prefix.size()), prefix);
-}
-
-// One entry: a text value, or a binary payload with (usually) an empty value.
+// One entry by itself: a text value, or a binary payload with (usually) an empty value.
 struct STInternalTag {
   XStr Name;
   XStr Value;
   XMem Data;
-};
-
-// Writes a tag block item by item into memory that is large enough (see ItemSize), little-endian:
-//
-//   4  number of items
-//   then each item:
-//   4  size of the whole item
-//      name and value in 16-bit units, each ended by a zero unit
-//      the payload
-//
-// A unit is the low 16 bits of a character; there are no surrogate pairs.
-class TagBlockWriter {
- public:
-  static constexpr size_t kHeaderSize = 4;
-  [[nodiscard]] static size_t ItemSize(size_t name_length, size_t value_length, size_t payload) {
-    return 4 + 2 * (name_length + 1) + 2 * (value_length + 1) + payload;
-  }
-
-  explicit TagBlockWriter(uint8_t* block) : Block(block), Next(block + kHeaderSize) {}
-
-  // Writes all of an item but its payload, for which it returns the place.
-  uint8_t* Begin(std::wstring_view name, std::wstring_view value, size_t payload);
-  // Writes an item whose value of `value_length` units follows with Append, piece by piece, and ends
-  // with EndText.
-  void BeginValue(std::wstring_view name, size_t value_length, size_t payload = 0);
-  void Append(std::wstring_view text);
-  void EndText() { Append(std::wstring_view(L"", 1)); }
-  // Takes the item begun last back.
-  void Drop();
-  // Writes the number of items; returns the bytes of the block.
-  size_t Finish();
-
- private:
-  uint8_t* const Block;
-  uint8_t* Item = nullptr;
-  uint8_t* Next;
-  uint32_t Items = 0;
 };
 
 // Flags of DropTagsBeginUnderScore: what is kept.
@@ -80,9 +43,20 @@ enum NTagKeep : unsigned {
 };
 
 // An ordered list of entries. The same name may occur any number of times: one entry a value.
-// Looking a name up costs the same with a million entries.
+//
+// All texts lie one behind another as UTF-8 in one piece of memory, so that a file's tags cost few
+// allocations and a million of them no more memory than they had in the file. Every character of a
+// wide text comes back as it was given, surrogates too; a zero character ends a text. A name is
+// found in the same time among a million entries.
 class NTag {
  public:
+  // An entry where it lies; good until the set changes.
+  struct Entry {
+    std::string_view Name;
+    std::string_view Value;
+    std::span<const uint8_t> Data;
+  };
+
   NTag() noexcept = default;
   NTag(NTag&&) noexcept = default;
   NTag& operator=(NTag&&) noexcept = default;
@@ -94,29 +68,37 @@ class NTag {
   }
   ~NTag() = default;
 
-  [[nodiscard]] size_t Count() const { return Tags.size(); }
-  const STInternalTag& operator[](size_t index) const { return Tags[index]; }
-  [[nodiscard]] auto begin() const { return Tags.begin(); }
-  [[nodiscard]] auto end() const { return Tags.end(); }
+  [[nodiscard]] size_t Count() const { return Records.size(); }
+  [[nodiscard]] Entry At(size_t index) const { return EntryOf(Records[index]); }
+  // A copy of an entry.
+  STInternalTag operator[](size_t index) const;
   void Destroy();
 
-  // Append an entry, also when there is one of that name.
-  void AddTag(std::wstring_view name, std::wstring_view value);
-  void AddTag(std::wstring_view name, const void* bytes, size_t length);
-  void AddTag(std::wstring_view name, const XMem& bytes) {
-    AddTag(name, bytes.Data(), bytes.Size());
+  // Append an entry, also when there is one of that name. UTF-8 that is not valid is repaired.
+  void AddTag(std::string_view name, std::string_view value);
+  void AddTag(std::wstring_view name, std::wstring_view value) {
+    AddTag(ToWholeUtf8(name), ToWholeUtf8(value));
   }
-  void AddTag(STInternalTag tag);
+  void AddTag(std::string_view name, std::span<const uint8_t> payload);
+  void AddTag(std::wstring_view name, std::span<const uint8_t> payload) {
+    AddTag(ToWholeUtf8(name), payload);
+  }
+  void AddTag(const STInternalTag& tag);
 
   void RemoveTag(size_t index);
   // Removes every entry of the name; true when there was one.
-  bool RemoveTag(std::wstring_view name);
+  bool RemoveTag(std::string_view name);
+  bool RemoveTag(std::wstring_view name) { return RemoveTag(ToWholeUtf8(name)); }
 
-  // The first entry of the name; null when there is none. Good until the set changes.
-  [[nodiscard]] const STInternalTag* FindElement(std::wstring_view name) const;
-  // The value of the first entry of the name, "" when there is none; removes all of that name.
+  // The first entry of the name; none when there is none.
+  [[nodiscard]] std::optional<Entry> FindElement(std::string_view name) const;
+  [[nodiscard]] std::optional<Entry> FindElement(std::wstring_view name) const {
+    return FindElement(ToWholeUtf8(name));
+  }
+  // The value of the first entry of the name, "" when there is none.
+  [[nodiscard]] XStr GetTagValue(std::wstring_view name) const;
+  // The same, and removes all of that name.
   XStr FindElementRemove(std::wstring_view name);
-  [[nodiscard]] std::wstring_view GetTagValue(std::wstring_view name) const;
   // Replaces the value of the first entry of the name, or appends one.
   void SetTagValue(std::wstring_view name, std::wstring_view value);
 
@@ -124,7 +106,7 @@ class NTag {
   // that name when `overwrite`, else it is left out; entries that came in during the same merge
   // count as here.
   void MergeFrom(const NTag& other, bool overwrite);
-  void MergeFrom(NTag&& other, bool overwrite);
+  void MergeFrom(NTag&& other, bool overwrite);  // takes payloads over instead of copying them
   void DuplicateFrom(const NTag& other);
 
   // Bytes of an entry in the tag block.
@@ -148,8 +130,8 @@ class NTag {
   // Removes entries whose name and value (in bytes of 16-bit units) and payload exceed `limit`.
   void RemoveTagsBiggerThan(size_t limit);
 
-  // The first picture whose name begins with the number `index`; null when there is none.
-  const STInternalTag* GetAlbumArt(int index, XStr& description, XStr& sub_description) const;
+  // The first picture whose name begins with the number `index`; none when there is none.
+  std::optional<Entry> GetAlbumArt(int index, XStr& description, XStr& sub_description) const;
 
   // "03/09": the track number of a tag, and the count when it has one, each of at least two
   // digits; "" when the number is 0.
@@ -157,19 +139,47 @@ class NTag {
 
  private:
   static constexpr size_t kIndexFrom = 32;  // entries; fewer are looked through
+  static constexpr size_t kNone = SIZE_MAX;
 
+  struct Record {
+    size_t Text = 0;  // where the name begins in Texts; the value follows
+    Utf8Run Name;
+    Utf8Run Value;
+    size_t Payload = 0;  // its number in Payloads, from 1; 0 when there is none
+  };
+
+  [[nodiscard]] std::string_view NameOf(const Record& record) const {
+    return {Texts.data() + record.Text, record.Name.Bytes};
+  }
+  [[nodiscard]] std::string_view ValueOf(const Record& record) const {
+    return {Texts.data() + record.Text + record.Name.Bytes, record.Value.Bytes};
+  }
+  [[nodiscard]] size_t PayloadSize(const Record& record) const {
+    return record.Payload == 0 ? 0 : Payloads[record.Payload - 1].Size();
+  }
+  [[nodiscard]] size_t ItemSizeOf(const Record& record) const {
+    return TagBlockWriter::ItemSize(record.Name.Characters, record.Value.Characters,
+                                    PayloadSize(record));
+  }
+  [[nodiscard]] Entry EntryOf(const Record& record) const;
+  Utf8Run AppendText(std::string_view text);
+  Record MakeRecord(std::string_view name, std::string_view value);
+  // Puts an entry, which may lie in another set, at `index` or at the end.
+  void Put(size_t index, const Entry& entry, XMem&& payload);
+  template <typename Take>
+  void Merge(const NTag& other, bool overwrite, Take take);
   template <typename Predicate>
   void RemoveIf(Predicate goes);
-  [[nodiscard]] size_t Find(std::wstring_view name) const;  // kNone when there is none
+  [[nodiscard]] size_t Find(std::string_view name) const;  // kNone when there is none
+  [[nodiscard]] size_t SlotOf(std::string_view name) const;
   void MakeIndex() const;
-  void AddToIndex(size_t entry) const;
   template <typename Unit>
   void ParseBlock(std::span<const uint8_t> block);
 
-  static constexpr size_t kNone = SIZE_MAX;
-
-  std::vector<STInternalTag> Tags;
-  // The first entry of each name (entry number + 1, 0 is free), by open addressing; made when it is
+  std::vector<Record> Records;
+  std::string Texts;
+  std::vector<XMem> Payloads;
+  // The first entry of each name (its number + 1, 0 is free), by open addressing; made when it is
   // first needed.
   mutable std::vector<uint32_t> Index;
   mutable size_t Indexed = 0;  // entries that the index knows
