@@ -19,7 +19,8 @@ struct ChunkText {
   std::string size;  // such as "16 bytes"
 };
 
-// Reads "'fmt ' 16 bytes,  'data' 10.09 MB" as far as it makes sense. Any character may be in an ID.
+// Reads "'fmt ' 16 bytes,  'data' 10.09 MB" as far as it makes sense. Any character may be in an
+// ID.
 std::vector<ChunkText> ParseChunks(std::string_view text);
 
 // Good until the session opens another file or ends.

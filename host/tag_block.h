@@ -16,8 +16,8 @@ struct TagEntry {
   std::span<const std::byte> payload;
 };
 
-// The entries in their order; none of no block. Throws Error when the block is not what the interface
-// says.
+// The entries in their order; none of no block. Throws Error when the block is not what the
+// interface says.
 std::vector<TagEntry> ReadTagBlock(const void* data, size_t size);
 
 // Reserved names are no user tags.

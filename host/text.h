@@ -21,8 +21,8 @@ std::string Displayable(std::string_view bytes);
 // The columns that a line takes on a terminal.
 [[nodiscard]] size_t Columns(std::string_view text);
 
-// Takes the valid UTF-8 sequence, or else the single invalid byte as U+DC80 to U+DCFF, off the front
-// of `bytes`, which is not empty.
+// Takes the valid UTF-8 sequence, or else the single invalid byte as U+DC80 to U+DCFF, off the
+// front of `bytes`, which is not empty.
 uint32_t TakeCodePoint(std::string_view& bytes);
 
 std::string LowerASCII(std::string_view text);

@@ -27,8 +27,8 @@ void AppendLines(std::string_view value, std::vector<std::string>& lines) {
   } while (!value.empty());
 }
 
-// Takes off the front of `rest` what fits into so many columns, at least one character; up to a blank
-// when there is one.
+// Takes off the front of `rest` what fits into so many columns, at least one character; up to a
+// blank when there is one.
 std::string_view TakeFitting(std::string_view& rest, size_t columns) {
   std::string_view left = rest;
   size_t used = 0;

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "id3v2/meta_map.h"
+#include "support/names.h"
 
 namespace wavecodec::id3parser {
 namespace {
@@ -200,6 +202,12 @@ TEST(Id3Mapping, OldDateFramesMakeOneDate) {
       {{{"TYER", "\0002003"s}, {"TDAT", "\0002902"s}}, "Year=2003"},
       {{{"TYER", "\0002004"s}, {"TDAT", "\0000513"s}, {"TIME", "\0001342"s}}, "Year=2004"},
       {{{"TYER", "\0002004"s}, {"TDAT", "\0000506"s}, {"TIME", "\0002460"s}}, "Year=2004-06-05"},
+      {{{"TYER", "\0002004"s}, {"TDAT", "\0000506"s}, {"TIME", "\0002400"s}}, "Year=2004-06-05"},
+      {{{"TYER", "\0002001"s}, {"TYER", "\0002002"s}, {"TYER", "\0002003"s}},
+       "Year=2001|2002|2003"},
+      {{{"TYER", "\0002001"s}, {"TDRC", "\0002005"s}, {"TYER", "\0002002"s}, {"TDAT", "\0000506"s}},
+       "Year=2001-06-05|2005|2002"},
+      {{{"TORY", "\0001960"s}, {"TORY", "\0001961"s}}, "Original release year=1960|1961"},
       {{{"TYER", "\0c. 1999"s}, {"TDAT", "\0000506"s}}, "Year=c. 1999"},
       {{{"TDAT", "\0000506"s}}, ""},
       {{{"TDRC", "\0002004-06"s}, {"TYER", "\0002004"s}}, "Year=2004-06"},
@@ -343,7 +351,7 @@ TEST(Id3Mapping, SalvagesWhatNoFieldCovers) {
                         {"COMM", "\0eng\0Hi\0"s}, {"TIPL", "\0mix\0Bob\0"s},
                         {"\0\0\0\0"s, "2.2"},     {"TMOO", "\0calm"s},
                         {"TDAT", "\0000506"s}};
-  const std::string rest = "TDAT ~0506~; PRIV a~b; CHAP c\1\2; TMOO ~calm";
+  const std::string rest = "TDAT ~0506; PRIV a~b; CHAP c\1\2; TMOO ~calm";
   const struct {
     const char* What;
     const char *Field, *Value;  // null: the field goes
@@ -357,10 +365,10 @@ TEST(Id3Mapping, SalvagesWhatNoFieldCovers) {
        "COMM ~deu~Hallo~; COMM ~eng~Hi~; " +
            rest},
       {"gone", "Comment", nullptr, "TIT2 ~Title~more~; TIPL ~mix~Bob~; POPM me~\x20~~\1~; " + rest},
-      {"a year that the old day would change", "Year", "2004",
+      {"a year takes the place of the day", "Year", "2004",
        "TIT2 ~Title~more~; TDRC ~2004~; TIPL ~mix~Bob~; POPM me~\x20~~\1~; COMM ~deu~Hallo~; "
        "COMM ~eng~Hi~; " +
-           rest},
+           rest.substr(rest.find("PRIV"))},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.What);
@@ -381,6 +389,87 @@ TEST(Id3Mapping, SalvagesWhatNoFieldCovers) {
   metaMap_to_tag(tag, MapOf({{"Comment", "a"}}));
   EXPECT_EQ(tag.Revision(), revision3);
   EXPECT_EQ(Frames(tag), "COMM ~deu~a~");
+}
+
+// Frames that show nothing, or not all that they hold, and frames whose text new ones would not
+// give back: an edit elsewhere leaves them alone.
+TEST(Id3Mapping, AnEditDoesNothingToOtherFields) {
+  const struct {
+    t_tagRevision Revision;
+    t_fields Old;
+    const char *Field, *Value;  // the edit; Value null: all fields go
+    std::string Frames;
+  } cases[] = {
+      {revision3, {{"TCON", "\0(147)"s}}, "Artist", "a", "TPE1 ~a~; TCON ~(147)"},
+      {revision3, {{"TCON", "\0(147)"s}}, "Genre", "Rock", "TCON ~Rock~"},
+      {revision3, {{"TCON", "\0(4)Eurodisco"s}}, "Artist", "a", "TCON ~(4)Eurodisco; TPE1 ~a~"},
+      {revision3, {{"TCMP", "\0000"s}}, "Artist", "a", "TPE1 ~a~; TCMP ~0"},
+      {revision3, {{"TIT2", "\4x"}}, "Artist", "a", "TPE1 ~a~; TIT2 \4x"},
+      {revision3, {{"TXXX", "\0Mood\0"s}}, "Artist", "a", "TPE1 ~a~; TXXX ~Mood~"},
+      {revision3, {{"TXXX", "\0Mood\0"s}}, "mood", "a", "TXXX ~mood~a~"},
+      {revision3, {{"COMM", "\0deux\0"s}}, "Comment", "a", "COMM ~eng~a~; COMM ~deux~"},
+      {revision3, {{"COMM", "\0deux\0"s}}, "Comment x", "a", "COMM ~engx~a~"},
+      {revision3, {{"WXXX", "\0no end"s}}, "User defined URL link", "a", "WXXX ~~a; WXXX ~no end"},
+      {revision3,
+       {{"APIC", "\0none"s}, {"APIC", "\0m\0\3\0x"s}},
+       "Artist",
+       "a",
+       "TPE1 ~a~; APIC ~none"},
+      {revision3,
+       {{"COMM", "\3deu\0\xC3\xA4"s}},
+       "Artist",
+       "a",
+       "TPE1 ~a~; COMM \1deu\xFF\xFE~~\xFF\xFE\xE4~~~"},
+      {revision4,
+       {{"TPE1", "\3\xD0\x96"s}, {"COMM", "\3eng\0\xD0\x96"s}},
+       "Title",
+       "a",
+       "TIT2 ~a~; TPE1 \3\xD0\x96; COMM \3eng~\xD0\x96"},
+      {revision4,
+       {{"COMM", "\3eng\0\xD0\x96"s}, {"COMM", "\3eng\0b"s}},
+       "Comment",
+       "\xD0\x96",
+       "COMM \3eng~\xD0\x96"},
+      {revision4,
+       {{"TXXX", "\0TITLE\0a"s}, {"TIT2", "\0b\0c"s}},
+       "Year",
+       "2004",
+       "TXXX ~TITLE~a; TIT2 ~b~c; TDRC ~2004~"},
+      {revision4,
+       {{"TYER", "\0002004"s}, {"TDRC", "\0002004-06"s}},
+       "Title",
+       "a",
+       "TIT2 ~a~; TYER ~2004; TDRC ~2004-06"},
+      {revision4, {{"TYER", "\0002004"s}}, "Title", "a", "TIT2 ~a~; TDRC ~2004~"},
+      {revision4,
+       {{"TIT2", "\0b"s}, {"TXXX", "\0TITLE\0c"s}},
+       "Year",
+       "2004",
+       "TIT2 ~b; TDRC ~2004~; TXXX ~TITLE~c"},
+      {revision3, {{"TIPL", "\0mix\0Bob"s}}, "Title", "a", "TIT2 ~a~; TIPL ~mix~Bob"},
+      {revision3, {{"TIT2", "\0x"s}, {"TIT2", "\4x"}}, "Title", nullptr, ""},
+      {revision3,
+       {{"TXXX", "\0TagVersion\0x"s}, {"TXXX", "\0_riff_1\0x"s}},
+       "_riff_1",
+       nullptr,
+       "TXXX ~TagVersion~x; TXXX ~_riff_1~x"},
+  };
+  for (const auto& c : cases) {
+    t_tag tag = TagOf(c.Revision, c.Old);
+    metaMap map;
+    tag_to_metaMap(tag, map);
+    c.Value != nullptr ? map.set(c.Field, c.Value) : map.clear();
+    metaMap_to_tag(tag, map);
+    EXPECT_EQ(Frames(tag), c.Frames);
+  }
+  t_tag tag = TagOf(revision3, {{"COMM", "\0deu\0a"s}, {"COMM", "\0fra\0b"s}});
+  metaMap_to_tag(tag, MapOf({{"Comment", "a\rb"}}));
+  EXPECT_EQ(Frames(tag), "COMM ~deu~a; COMM ~fra~b");
+  tag = TagOf(revision3, {{"COMM", "\3deu\0a"s}, {"COMM", "\0fra\0a"s}});
+  metaMap_to_tag(tag, MapOf({{"Comment", "a"}, {"Comment", "a"}, {"Comment", "b"}}));
+  EXPECT_EQ(Frames(tag),
+            "COMM \1deu\xFF\xFE~~\xFF\xFE"
+            "a~~~; COMM ~fra~a; COMM ~eng~b~");
 }
 
 TEST(Id3Mapping, LowersTheEncodingToWhatTheRevisionKnows) {
@@ -442,6 +531,14 @@ TEST(Id3MetaMap, KeepsOrderAndFindsNames) {
     EXPECT_EQ(map.haveField("field " + std::to_string(i)), i != 500);
   }
   EXPECT_EQ(map.fields()[499].name, "Field 501");
+  std::set<uint32_t> hashes;
+  for (unsigned bits = 0; bits < 4096; ++bits) {
+    std::string name(12, '@');
+    for (size_t i = 0; i < name.size(); ++i) name[i] = (bits >> i & 1) != 0 ? '`' : '@';
+    hashes.insert(HashName(name));
+  }
+  EXPECT_GT(hashes.size(), 4000U);
+  EXPECT_EQ(HashName("Field [Z] {a}"), HashName("fIELD [z] {A}"));
 }
 
 }  // namespace

@@ -174,11 +174,6 @@ class MemoryStream : public streamIn {
     Left.remove_prefix(given);
     return given;
   }
-  size_t skip(size_t size) override {
-    const size_t given = std::min(size, Left.size());
-    Left.remove_prefix(given);
-    return given;
-  }
 
  private:
   std::string_view Left;

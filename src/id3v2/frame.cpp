@@ -162,23 +162,29 @@ void t_frameView::GetAsWXXX(bool /*strict*/, std::string& out) const {
 }
 
 // Encoding, MIME type and its terminator, picture type, description and its terminator, picture.
-t_picture t_frameView::getPicture() const {
-  if (size == 0 || data[0] > encodingUTF8) throw parseError();
-  t_picture picture;
+bool t_frameView::readPicture(t_picture& picture) const {
+  if (size == 0 || data[0] > encodingUTF8) return false;
   size_t at = 1;
   const size_t mime = findTerminator(data + at, size - at, 1);
-  if (size - at - mime < 2) throw parseError();  // the terminator and the type
+  if (size - at - mime < 2) return false;  // the terminator and the type
   picture.mime.assign(reinterpret_cast<const char*>(data + at), mime);
   at += mime + 1;
   picture.type = data[at] > kLastPictureType ? uint8_t{0} : data[at];
   ++at;
   const size_t unit = unitSize(data[0]);
   const size_t description = findTerminator(data + at, size - at, unit);
-  if (description == size - at) throw parseError();
+  if (description == size - at) return false;
+  picture.description.clear();
   importString(picture.description, data[0], data + at, description, false);
   at += description + unit;
   picture.data = data + at;
   picture.size = size - at;
+  return true;
+}
+
+t_picture t_frameView::getPicture() const {
+  t_picture picture;
+  if (!readPicture(picture)) throw parseError();
   return picture;
 }
 

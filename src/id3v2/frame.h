@@ -33,7 +33,6 @@ constexpr uint32_t frameID(const char (&name)[5]) {
 // Growable bytes.
 class t_byteVector {
  public:
-  void set_size(size_t size) { bytes_.resize(size); }
   [[nodiscard]] size_t get_size() const { return bytes_.size(); }
   [[nodiscard]] uint8_t* get_ptr() { return bytes_.data(); }
   [[nodiscard]] const uint8_t* get_ptr() const { return bytes_.data(); }
@@ -81,9 +80,10 @@ struct t_frameView {
 
   [[nodiscard]] bool isTextFrame() const { return id >> 24 == 'T'; }
   [[nodiscard]] bool isUserTextFrame() const { return id == frameID("TXXX"); }
-  [[nodiscard]] bool isStdTextFrame() const { return isTextFrame() && !isUserTextFrame(); }
   [[nodiscard]] bool isPicture() const { return id == frameID("APIC"); }
   [[nodiscard]] t_picture getPicture() const;
+  // The same; false, and nothing to rely on in `picture`, when it is not well formed.
+  bool readPicture(t_picture& picture) const;
 };
 
 // What a caller chooses when frames are made.
@@ -104,7 +104,6 @@ struct t_frame {
   uint32_t id = 0;
   t_byteVector data;
 
-  void Reset() { *this = {}; }
   [[nodiscard]] t_frameView view() const { return {id, data.get_ptr(), data.get_size()}; }
 
   // Replace the payload. writeError for an encoding that cannot be written.

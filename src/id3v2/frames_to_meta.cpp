@@ -7,6 +7,8 @@
 #include "id3v2/genres.h"
 #include "id3v2/meta_map.h"
 #include "id3v2/rating.h"
+#include "support/names.h"
+#include "tags/set/tag_set.h"
 
 namespace wavecodec::id3parser {
 namespace {
@@ -35,23 +37,33 @@ bool hasDescriptionEnd(const t_frameView& frame) {
 
 void cutAtZero(std::string& text) { text.resize(std::strlen(text.c_str())); }
 
-// Some players write the flag for every title; unset, it says nothing.
+constexpr std::string_view kCompilation = "Compilation";
+
 void fix_itunescompilation(metaMap& map) {
-  constexpr std::string_view kCompilation = "Compilation";
-  const metaMap::valueList* values = map.find(kCompilation);
-  if (values == nullptr) return;
-  bool set = false;
-  values->forEach([&](std::string_view value) { set = set || value != "0"; });
-  if (!set) map.remove(kCompilation);
+  const size_t position = map.positionOf(kCompilation);
+  if (position < map.fields().size() && isUnsetFlag(map.fields()[position])) {
+    map.remove(kCompilation);
+  }
 }
 
 }  // namespace
 
-void metaReader::frame(const t_frameView& frame, t_tagRevision revision) {
+bool isReservedName(std::string_view name) {
+  return SameName(name, kVersionField) || SameName(name, tag_name::kCDToc) ||
+         StartsWithName(name, tag_name::kRiff) || StartsWithName(name, tag_name::kAlbumArt);
+}
+
+bool isUnsetFlag(const metaMap::field& field) {
+  bool set = false;
+  field.values.forEach([&](std::string_view value) { set = set || value != "0"; });
+  return !set && SameName(field.name, kCompilation);
+}
+
+bool metaReader::frame(const t_frameView& frame, t_tagRevision revision) {
   try {
-    file(frame, revision, false);
+    return file(frame, revision, false);
   } catch (const parseError&) {
-    return;
+    return false;
   }
 }
 
@@ -83,24 +95,19 @@ bool metaReader::file(const t_frameView& frame, t_tagRevision revision, bool str
 
 void metaReader::fileText(const fieldRow& row, const t_frameView& frame, t_tagRevision revision,
                           bool strict) {
+  // A second one has no year to go with.
   const auto part = [&](std::string& first) {
-    frame.GetAsString(strict, text_, 0);
-    // A second date is a value of its own; a second piece of one has nothing to go with.
-    if (first.empty()) {
-      first = text_;
-    } else if (row.write != fieldWrite::none) {
-      add();
-    }
+    if (first.empty()) frame.GetAsString(strict, first, 0);
   };
   switch (row.read) {
-    case fieldRead::year:
-      return part(date_.year);
     case fieldRead::dayMonth:
-      return part(date_.dayMonth);
+      return part(date_.date.dayMonth);
     case fieldRead::time:
-      return part(date_.time);
+      return part(date_.date.time);
+    case fieldRead::year:
     case fieldRead::originalYear:
-      return part(originalYear_);
+      frame.GetAsString(strict, text_, 0);
+      return fileYear(row.read == fieldRead::year ? date_ : originalYear_);
     case fieldRead::list:
       return fileList(frame, strict, 0);
     case fieldRead::userText:
@@ -163,16 +170,24 @@ bool metaReader::fileRating(const t_frameView& frame) {
   return true;
 }
 
+// The first one waits for what other frames say of it; more of them are values of their own.
+void metaReader::fileYear(t_datePlace& place) {
+  if (!place.date.year.empty()) return add();
+  place.date.year = text_;
+  const metaMap::valueList* values = map_.find(name_);
+  place.index = values == nullptr ? 0 : values->count();
+}
+
 void metaReader::fileDates() {
-  addDate("Year", date_.text());
+  addDate("Year", date_);
   addDate("Original release year", originalYear_);
-  date_ = {};
-  originalYear_.clear();
+  date_ = originalYear_ = {};
 }
 
 // Where the same date is there already, the one that says more stays: tags of one revision with the
 // date frames of the other occur, and what the old frames cannot say is written beside them.
-void metaReader::addDate(std::string_view name, std::string_view date) {
+void metaReader::addDate(std::string_view name, const t_datePlace& place) {
+  const std::string date = place.date.text();
   if (date.empty()) return;
   const metaMap::valueList* values = map_.find(name);
   if (values != nullptr) {
@@ -181,7 +196,7 @@ void metaReader::addDate(std::string_view name, std::string_view date) {
     if (there) return;
     if (values->count() == 1 && date.starts_with(values->first())) return map_.set(name, date);
   }
-  map_.add(name, date);
+  map_.insert(name, place.index, date);
 }
 
 void frame_to_infos(const t_frameView& frame, t_tagRevision revision, metaMap& map, bool strict) {

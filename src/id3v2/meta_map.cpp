@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "support/names.h"
 #include "id3v2/field_table.h"
+#include "support/names.h"
 
 namespace wavecodec::id3parser {
 namespace {
@@ -31,6 +31,21 @@ void metaMap::valueList::add(std::string_view value) {
   text_ += toZero(value);
 }
 
+void metaMap::valueList::insert(size_t index, std::string_view value) {
+  if (index == count_) return add(value);
+  size_t at = 0;
+  while (index-- > 0) at = text_.find('\0', at) + 1;
+  text_.insert(at, std::string(toZero(value)) + '\0');
+  ++count_;
+}
+
+bool metaMap::valueList::sameAs(const valueList& other) const {
+  const auto border = [](char c) { return c == '\r' ? '\0' : c; };
+  return text_.size() == other.text_.size() &&
+         std::equal(text_.begin(), text_.end(), other.text_.begin(),
+                    [&](char a, char b) { return border(a) == border(b); });
+}
+
 // The index slot that holds the field, or the free one where it belongs.
 size_t metaMap::slotOf(std::string_view name, uint32_t hash) const {
   const size_t mask = index_.size() - 1;
@@ -43,6 +58,7 @@ size_t metaMap::slotOf(std::string_view name, uint32_t hash) const {
 }
 
 size_t metaMap::positionOf(std::string_view name) const {
+  name = toZero(name);
   if (!index_.empty()) {
     const uint32_t next = index_[slotOf(name, HashName(name))].next;
     return next == 0 ? fields_.size() : next - 1;
@@ -77,35 +93,46 @@ void metaMap::enter(slot entry) {
   index_[at] = entry;
 }
 
-metaMap::valueList& metaMap::valuesOf(std::string_view name) {
+size_t metaMap::place(std::string_view name) {
   name = toZero(name);
+  if (placed_ < fields_.size() && fields_[placed_].name == name) return placed_;
+  return placed_ = placeOther(name);
+}
+
+size_t metaMap::placeOther(std::string_view name) {
   if (index_.empty()) {
     const size_t position = positionOf(name);
-    if (position < fields_.size()) return fields_[position].values;
+    if (position < fields_.size()) return position;
     if (fields_.empty()) fields_.reserve(kOrdinary);
     fields_.emplace_back().name = name;
     if (fields_.size() >= kIndexedFrom) reindex();
-    return fields_.back().values;
+    return fields_.size() - 1;
   }
   const uint32_t hash = HashName(name);
   const size_t at = slotOf(name, hash);
-  if (index_[at].next != 0) return fields_[index_[at].next - 1].values;
+  if (index_[at].next != 0) return index_[at].next - 1;
   fields_.emplace_back().name = name;
   index_[at] = {hash, static_cast<uint32_t>(fields_.size())};
   if (2 * fields_.size() >= index_.size()) growIndex();
-  return fields_.back().values;
+  return fields_.size() - 1;
 }
 
 void metaMap::set(std::string_view name, std::string_view value) {
   valueList values;
   values.add(value);
-  valuesOf(name) = std::move(values);
+  fields_[place(name)].values = std::move(values);
 }
 
-void metaMap::add(std::string_view name, std::string_view value) { valuesOf(name).add(value); }
+void metaMap::add(std::string_view name, std::string_view value) {
+  fields_[place(name)].values.add(value);
+}
+
+void metaMap::insert(std::string_view name, size_t index, std::string_view value) {
+  fields_[place(name)].values.insert(index, value);
+}
 
 bool metaMap::remove(std::string_view name) {
-  const size_t position = positionOf(toZero(name));
+  const size_t position = positionOf(name);
   if (position == fields_.size()) return false;
   fields_.erase(fields_.begin() + static_cast<ptrdiff_t>(position));
   reindex();
@@ -118,7 +145,7 @@ void metaMap::clear() {
 }
 
 const metaMap::valueList* metaMap::find(std::string_view name) const {
-  const size_t position = positionOf(toZero(name));
+  const size_t position = positionOf(name);
   return position == fields_.size() ? nullptr : &fields_[position].values;
 }
 

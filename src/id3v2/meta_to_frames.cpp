@@ -6,19 +6,18 @@
 #include <utility>
 #include <vector>
 
-#include "support/names.h"
 #include "id3v2/field_table.h"
 #include "id3v2/genres.h"
 #include "id3v2/meta_map.h"
 #include "id3v2/rating.h"
 #include "id3v2/salvage.h"
+#include "support/names.h"
 
 namespace wavecodec::id3parser {
 namespace {
 
 constexpr std::string_view kRatingOwner = "Windows Media Player 9 Series";
 constexpr size_t kPlayCounterSize = 4;
-constexpr std::string_view kNeverWritten = "TagVersion";  // describes the tag that was read
 
 using t_values = std::span<const std::string_view>;
 
@@ -35,11 +34,12 @@ class frameMaker {
       if (row.only != revisionNone && row.only != context_.revision) continue;
       const metaMap::valueList* list = map_.find(row.name);
       if (list == nullptr) continue;
+      if (keep(&row, row.name, *list, false)) continue;
       const t_values values = valuesOf(*list);
       if (!values.empty()) spent_.emplace_back(list, makeRow(row, values));
     }
     for (const metaMap::field& field : map_.fields()) makeLeft(field);
-    salvage_.appendUncovered(tag_, date_);
+    salvage_.appendUncovered(tag_, map_);
   }
 
  private:
@@ -50,6 +50,12 @@ class frameMaker {
       if (!value.empty()) values_.push_back(value);
     });
     return values_;
+  }
+  bool keep(const fieldRow* row, std::string_view name, const metaMap::valueList& values,
+            bool last) {
+    const bool rating = row != nullptr && row->write == fieldWrite::rating;
+    if (rating && context_.suppressRating != 0) return false;
+    return salvage_.keepUnchanged(tag_, name, values, last);
   }
   t_frame& newFrame(uint32_t id) { return *tag_.AddFrame(id); }
   void text(uint32_t id, std::string_view value) { newFrame(id).SetAsString(value, context_); }
@@ -73,7 +79,8 @@ class frameMaker {
   void makeLeft(const metaMap::field& field);
   void makeDescribed(uint32_t id, std::string_view name, std::string_view description,
                      std::string_view value);
-  void makeUserURL(uint32_t id, std::string_view value);
+  void makeURL(const fieldRow& row, std::string_view value);
+  void makeUserURL(const fieldRow& row, std::string_view value);
 
   t_tag& tag_;
   const metaMap& map_;
@@ -81,13 +88,12 @@ class frameMaker {
   t_salvage& salvage_;
   std::vector<std::pair<const metaMap::valueList*, size_t>> spent_;
   std::vector<std::string_view> values_;  // of the field at hand
-  t_oldDate date_;                        // as written
 };
 
 size_t frameMaker::makeRow(const fieldRow& row, t_values values) {
   const bool whole = row.write != fieldWrite::list || values.size() == 1;
   if (row.read == fieldRead::single && whole &&
-      salvage_.restoreUnchanged(tag_, row.id, row.name, values[0])) {
+      salvage_.restoreValue(tag_, row.id, row.name, values[0])) {
     return 1;
   }
   switch (row.write) {
@@ -97,7 +103,7 @@ size_t frameMaker::makeRow(const fieldRow& row, t_values values) {
     case fieldWrite::number:
       return makeNumber(row.id, values[0]);
     case fieldWrite::url:
-      for (const std::string_view value : values) newFrame(row.id).SetAsURL(value);
+      for (const std::string_view value : values) makeURL(row, value);
       return values.size();
     case fieldWrite::genres:
       return makeGenres(row.id, values);
@@ -161,7 +167,6 @@ size_t frameMaker::makeOldDate(const fieldRow& row, t_values values) {
     text(row.id, values[0]);
     parts.year = values[0];
   }
-  if (row.write == fieldWrite::oldDate) date_ = parts;
   return values.size() == 1 && parts.text() == values[0] ? 1 : 0;
 }
 
@@ -179,7 +184,7 @@ size_t frameMaker::makeDate(uint32_t id, std::string_view value) {
 size_t frameMaker::makeRating(const fieldRow& row, t_values values) {
   if (context_.suppressRating != 0) return 0;
   size_t kept = 0;
-  while (kept < values.size() && salvage_.restoreUnchanged(tag_, row.id, row.name, values[kept])) {
+  while (kept < values.size() && salvage_.restoreValue(tag_, row.id, row.name, values[kept])) {
     ++kept;
   }
   if (kept != 0 || values.size() != 1) return kept;
@@ -195,14 +200,16 @@ size_t frameMaker::makeRating(const fieldRow& row, t_values values) {
 }
 
 void frameMaker::makeLeft(const metaMap::field& field) {
+  if (SameName(field.name, kVersionField)) return;
   const fieldRow* row = findFieldRow(std::string_view{field.name});
+  if (keep(row, field.name, field.values, true)) return;
   t_values values = valuesOf(field.values);
   if (row != nullptr) {
     const auto spent = std::find_if(spent_.begin(), spent_.end(),
                                     [&](const auto& s) { return s.first == &field.values; });
     if (spent != spent_.end()) values = values.subspan(spent->second);
   }
-  if (values.empty() || SameName(field.name, kNeverWritten)) return;
+  if (values.empty()) return;
   std::string name = field.name;
   spellFieldName(name);
   if (const char* description = commentDescription(name)) {
@@ -210,7 +217,7 @@ void frameMaker::makeLeft(const metaMap::field& field) {
       makeDescribed(frameID("COMM"), name, description, value);
     }
   } else if (row != nullptr && row->write == fieldWrite::userURL) {
-    for (const std::string_view value : values) makeUserURL(row->id, value);
+    for (const std::string_view value : values) makeUserURL(*row, value);
   } else {
     strings(frameID("TXXX"), name, values);
   }
@@ -218,14 +225,19 @@ void frameMaker::makeLeft(const metaMap::field& field) {
 
 void frameMaker::makeDescribed(uint32_t id, std::string_view name, std::string_view description,
                                std::string_view value) {
-  if (!salvage_.restoreUnchanged(tag_, id, name, value)) strings(id, description, {&value, 1});
+  if (!salvage_.restoreValue(tag_, id, name, value)) strings(id, description, {&value, 1});
 }
 
-void frameMaker::makeUserURL(uint32_t id, std::string_view value) {
+void frameMaker::makeURL(const fieldRow& row, std::string_view value) {
+  if (!salvage_.restoreValue(tag_, row.id, row.name, value)) newFrame(row.id).SetAsURL(value);
+}
+
+void frameMaker::makeUserURL(const fieldRow& row, std::string_view value) {
+  if (salvage_.restoreValue(tag_, row.id, row.name, value)) return;
   const size_t space = value.rfind(' ');
   const size_t url = space == std::string_view::npos ? 0 : space + 1;
   const std::string_view description = value.substr(0, url == 0 ? 0 : space);
-  newFrame(id).SetAsURLEx(description, value.substr(url), context_);
+  newFrame(row.id).SetAsURLEx(description, value.substr(url), context_);
 }
 
 }  // namespace
@@ -241,7 +253,7 @@ void metaMap_to_tag(t_tag& tag, const metaMap& map, const tagCreateArgs& args) {
       (context.isOldRevision() && context.encoding > encodingUTF16)) {
     context.encoding = encodingUTF16;
   }
-  t_salvage salvage = salvage_existing_fields(std::move(old_frames), old_revision);
+  t_salvage salvage = salvage_existing_fields(std::move(old_frames), old_revision, tag.Revision());
   frameMaker(tag, map, context, salvage).make();
 }
 

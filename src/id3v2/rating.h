@@ -11,6 +11,7 @@ namespace wavecodec::id3parser {
 inline constexpr std::array<uint8_t, 11> POPM10_Table = {0,   0,   1,   32,  64, 96,
                                                          128, 160, 196, 228, 255};
 
+// A rating of 1 has the byte of "not rated", as players know it, and comes back as 0.
 constexpr uint8_t ratingToPOPM(size_t rating) {
   return POPM10_Table[std::min(rating, POPM10_Table.size() - 1)];
 }

@@ -36,10 +36,6 @@ void streamIn::readObj(void* buffer, size_t size) {
   if (read(buffer, size) < size) throw parseError();
 }
 
-void streamIn::skipObj(size_t size) {
-  if (skip(size) < size) throw parseError();
-}
-
 void t_tag::Parse(streamIn& in, parseCallback& want) {
   Reset(revisionNone);
   const std::vector<uint8_t> bytes = readTag(in);

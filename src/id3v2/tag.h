@@ -24,12 +24,10 @@ class parseCallback {
 class streamIn {
  public:
   virtual ~streamIn() = default;
-  // The bytes read or skipped: fewer than `size` only at the end of the input.
+  // The bytes read: fewer than `size` only at the end of the input.
   virtual size_t read(void* buffer, size_t size) = 0;
-  virtual size_t skip(size_t size) = 0;
   // All of them, or parseError.
   void readObj(void* buffer, size_t size);
-  void skipObj(size_t size);
 };
 
 // Called with each kept frame, in the order of the file, and the revision of its tag. The frame is

@@ -17,17 +17,6 @@ class myStreamIn final : public streamIn {
  public:
   explicit myStreamIn(XFile& file) : file_(file) {}
   size_t read(void* buffer, size_t size) override { return file_.ReadSmall(buffer, size); }
-  size_t skip(size_t size) override {
-    uint8_t skipped[1024];
-    size_t done = 0;
-    while (done < size) {
-      const size_t wanted = std::min(size - done, sizeof skipped);
-      const size_t got = read(skipped, wanted);
-      done += got;
-      if (got < wanted) break;
-    }
-    return done;
-  }
 
  private:
   XFile& file_;
@@ -70,7 +59,6 @@ namespace {
 using namespace id3parser;
 
 constexpr char kBetweenValues = '\r';
-constexpr std::string_view kTagVersion = "TagVersion";
 
 // The pictures of a tag, and its CD identifier, as entries of the tag set.
 class BinaryFrames {
@@ -104,16 +92,10 @@ class BinaryFrames {
   NTag CDIdentifiers;
 };
 
-// Names that a user text frame must not have: it would pose as a picture, a disc, a chunk or the
-// version.
-bool IsReserved(std::string_view name) {
-  return SameName(name, tag_name::kCDToc) || StartsWithName(name, tag_name::kRiff) ||
-         StartsWithName(name, tag_name::kAlbumArt) || SameName(name, kTagVersion);
-}
-
 void AddFields(const metaMap& map, NTag& tags) {
   for (const metaMap::field& field : map.fields()) {
-    if (IsReserved(field.name)) continue;
+    // A user text frame of such a name would pose as a picture, a disc, a chunk or the version.
+    if (isReservedName(field.name)) continue;
     const metaMap::valueList& values = field.values;
     if (values.count() == 1) {
       tags.AddTag(field.name, values.first());
@@ -164,7 +146,7 @@ bool TagID3v2::Read(NTag& tags) {
                  });
     reader.finish();
     AddFields(map, tags);
-    tags.AddTag(kTagVersion, "ID3v2." + std::to_string(revision));
+    tags.AddTag(kVersionField, "ID3v2." + std::to_string(revision));
     binary.MoveTo(tags);
     return true;
   } catch (const std::runtime_error&) {  // not a whole tag

@@ -30,9 +30,9 @@ class TagID3v2 {
   // Bytes of the tag by its own header, which may be more than there is room for; 0 without a tag.
   [[nodiscard]] uint64_t GetID3v2TagSize();
   [[nodiscard]] bool HasTag() { return GetID3v2TagSize() != 0; }
-  // Replaces `tags` by what the tag holds: its fields, each name once, values of one field joined by a carriage return; the entry
-  // "TagVersion"; its pictures, numbered from 1; a CD identifier as "_cdtoc". False, and an
-  // empty set, when there is no whole tag.
+  // Replaces `tags` by what the tag holds: its fields, each name once, values of one field joined
+  // by a carriage return; the entry "TagVersion"; its pictures, numbered from 1; a CD identifier as
+  // "_cdtoc". False, and an empty set, when there is no whole tag.
   bool Read(NTag& tags);
 
  private:

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <ctime>
+
+#include "support/write_signal_guard.h"
 
 namespace wavecodec {
 namespace {
@@ -19,11 +21,61 @@ auto Retry(Call call) {
   return result;
 }
 
+XFileStamp::Time ToTime(const timespec& time) {
+  return {int64_t{time.tv_sec}, int64_t{time.tv_nsec}};
+}
+
+XFileStamp ToStamp(const struct stat& status) {
+#ifdef __APPLE__
+  const timespec& written = status.st_mtimespec;
+  const timespec& changed = status.st_ctimespec;
+#else
+  const timespec& written = status.st_mtim;
+  const timespec& changed = status.st_ctim;
+#endif
+  return {static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino),
+          int64_t{status.st_size}, ToTime(written), ToTime(changed)};
+}
+
+// Whether a time is still the present one by the clock that it was taken from. One that is clearly
+// in the future was set by hand: the next write sets another.
+bool IsPresent(const XFileStamp::Time& time, const XFileStamp::Time& now) {
+  constexpr int64_t kFar = 10;  // seconds; no difference that is looked at can overflow
+  if (time.Seconds < now.Seconds - kFar || time.Seconds > now.Seconds + kFar) return false;
+  // A clock without fractions ticks once in one or two seconds, others every few milliseconds.
+  constexpr int64_t kCoarse = 2100000000;
+  const int64_t tick = time.Nanoseconds == 0 ? kCoarse : 50000000;
+  const int64_t age =
+      (now.Seconds - time.Seconds) * 1000000000 + now.Nanoseconds - time.Nanoseconds;
+  return age < tick && age > -kCoarse;
+}
+
 }  // namespace
 
 void XOwnedFile::Reset(XFileHandle handle) {
-  if (File != kNoFile) ::close(File);
+  if (File != kNoFile) {
+    ::flock(File, LOCK_UN);
+    ::close(File);
+  }
   File = handle;
+}
+
+XFileStamp XFileStamp::Of(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? ToStamp(status) : XFileStamp{};
+}
+
+XFileStamp XFileStamp::Of(XFileHandle handle) {
+  struct stat status {};
+  return ::fstat(handle, &status) == 0 ? ToStamp(status) : XFileStamp{};
+}
+
+bool XFileStamp::IsTooYoung() const {
+  if (*this == XFileStamp{}) return false;
+  timespec clock{};
+  ::clock_gettime(CLOCK_REALTIME, &clock);
+  const Time now = ToTime(clock);
+  return IsPresent(Written, now) || IsPresent(Changed, now);
 }
 
 XFileHandle OpenRegularFile(const char* path, int flags, mode_t mode) {
@@ -41,9 +93,8 @@ bool LockFile(XFileHandle file, int kind) {
 }
 
 bool ReadWholeFile(XFileHandle file, std::string& bytes) {
-  constexpr off_t kMost = off_t{1} << 28;
   struct stat status {};
-  if (::fstat(file, &status) != 0 || status.st_size > kMost) return false;
+  if (::fstat(file, &status) != 0 || status.st_size > off_t{kMostSettingsBytes}) return false;
   bytes.resize(static_cast<size_t>(status.st_size));
   size_t done = 0;
   while (done < bytes.size()) {
@@ -59,9 +110,11 @@ bool ReadWholeFile(XFileHandle file, std::string& bytes) {
 }
 
 bool WriteAt(XFileHandle file, std::string_view bytes, size_t position) {
+  const WriteSignalGuard guard;
   while (!bytes.empty()) {
     const ssize_t put = Retry(
         [&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(position)); });
+    if (put < 0) guard.TakeAway(errno);
     if (put <= 0) return false;
     bytes.remove_prefix(static_cast<size_t>(put));
     position += static_cast<size_t>(put);
@@ -75,10 +128,12 @@ bool CutFile(XFileHandle file, size_t size) {
 
 bool ClaimFileRoom(XFileHandle file, size_t old_size, size_t size) {
 #ifdef __linux__
+  const WriteSignalGuard guard;
   int error = EINTR;
   while (error == EINTR)
     error =
         ::posix_fallocate(file, static_cast<off_t>(old_size), static_cast<off_t>(size - old_size));
+  guard.TakeAway(error);
   if (error == 0) return true;
   if (error != EOPNOTSUPP && error != EINVAL && error != ENOSYS) return false;
 #endif

@@ -7,6 +7,22 @@
 #include "support/json_text.h"
 
 namespace wavecodec {
+namespace {
+
+constexpr size_t kFewSearches = 16;
+
+// Differs from run to run, so that no file can be made whose names all meet in one place.
+uint64_t HashOf(std::wstring_view name, bool object) {
+  static const char anchor = 0;
+  uint64_t hash = reinterpret_cast<uintptr_t>(&anchor) ^ (object ? 1U : 0U);
+  for (const wchar_t c : name) {
+    hash = (hash ^ static_cast<uint32_t>(FoldCase(c))) * 0x9E3779B97F4A7C15;
+    hash ^= hash >> 32;
+  }
+  return hash;
+}
+
+}  // namespace
 
 // Reads a whole document in one loop. Objects become members; an array is only checked and its text
 // kept, whatever lies in it.
@@ -59,7 +75,10 @@ class JsonDocument::Reader {
     const size_t start = Scan.Where();
     const bool object = Scan.Take('{');
     const bool array = !object && Scan.Take('[');
-    if (object || array) return Enter(std::move(member), array, start);
+    if (object || array) {
+      Enter(std::move(member), array, start);
+      return true;
+    }
     if (!Scan.TakeScalar()) return false;
     if (Target() != nullptr) {
       member.Text = Scan.Since(start);
@@ -68,8 +87,7 @@ class JsonDocument::Reader {
     return true;
   }
 
-  bool Enter(Member member, bool array, size_t start) {
-    if (Open.size() == kMaxDepth) return false;
+  void Enter(Member member, bool array, size_t start) {
     ObjectId inside = kNone;
     if (Members* target = Target(); target != nullptr) {
       if (!array) inside = member.Object = Objects.size();
@@ -77,7 +95,6 @@ class JsonDocument::Reader {
       if (!array) Objects.emplace_back();
     }
     Open.push_back({inside, array, start});
-    return true;
   }
 
   void Close() {
@@ -94,6 +111,7 @@ class JsonDocument::Reader {
 
 bool JsonDocument::Parse(std::string_view text) {
   Changed = false;
+  Indexes.clear();
   Objects.assign(1, {});
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // a byte order mark
   if (Reader(text, Objects).Run()) return true;
@@ -129,10 +147,37 @@ std::string JsonDocument::Write() const {
 
 size_t JsonDocument::IndexOf(ObjectId in, std::wstring_view name, bool object) const {
   const Members& members = Objects[in];
-  const auto found = std::find_if(members.begin(), members.end(), [&](const Member& member) {
+  const auto matches = [&](const Member& member) {
     return member.IsObject() == object && JsonStringIs(member.Key, name);
-  });
+  };
+  const auto index = Indexes.find(in);
+  if (index != Indexes.end() && !index->second.Places.empty()) {
+    const auto place = index->second.Places.find(HashOf(name, object));
+    if (place == index->second.Places.end()) return SIZE_MAX;
+    if (matches(members[place->second])) return place->second;
+    // Two names with one hash: only the first of them has its place there.
+  }
+  const auto found = std::find_if(members.begin(), members.end(), matches);
   return found == members.end() ? SIZE_MAX : static_cast<size_t>(found - members.begin());
+}
+
+void JsonDocument::PrepareSearch(ObjectId in) {
+  const Members& members = Objects[in];
+  if (members.size() <= kFewSearches) return;
+  Index& index = Indexes[in];
+  if (++index.Searches <= kFewSearches || !index.Places.empty()) return;
+  for (size_t i = 0; i < members.size(); ++i) {
+    index.Places.emplace(HashOf(FromJsonString(members[i].Key), members[i].IsObject()), i);
+  }
+}
+
+void JsonDocument::Append(ObjectId in, Member member, std::wstring_view name) {
+  Changed = true;
+  const auto index = Indexes.find(in);
+  if (index != Indexes.end() && !index->second.Places.empty()) {
+    index->second.Places.emplace(HashOf(name, member.IsObject()), Objects[in].size());
+  }
+  Objects[in].push_back(std::move(member));
 }
 
 JsonDocument::ObjectId JsonDocument::FindObject(ObjectId in, std::wstring_view name) const {
@@ -146,31 +191,32 @@ const std::string* JsonDocument::FindValue(ObjectId in, std::wstring_view name) 
 }
 
 JsonDocument::ObjectId JsonDocument::MakeObject(ObjectId in, std::wstring_view name) {
+  PrepareSearch(in);
   const ObjectId found = FindObject(in, name);
   if (found != kNone) return found;
   Objects.emplace_back();
-  Objects[in].push_back({ToJsonString(name), {}, Objects.size() - 1});
-  Changed = true;
+  Append(in, {ToJsonString(name), {}, Objects.size() - 1}, name);
   return Objects.size() - 1;
 }
 
 void JsonDocument::SetValue(ObjectId in, std::wstring_view name, std::string_view text) {
+  PrepareSearch(in);
   const size_t index = IndexOf(in, name, false);
   if (index == SIZE_MAX) {
-    Objects[in].push_back({ToJsonString(name), std::string(text), kNone});
+    Append(in, {ToJsonString(name), std::string(text), kNone}, name);
   } else if (Objects[in][index].Text != text) {
     Objects[in][index].Text = text;
-  } else {
-    return;
+    Changed = true;
   }
-  Changed = true;
 }
 
 void JsonDocument::Remove(ObjectId in, std::wstring_view name, bool objects) {
   const size_t removed = std::erase_if(Objects[in], [&](const Member& member) {
     return member.IsObject() == objects && JsonStringIs(member.Key, name);
   });
-  Changed = Changed || removed != 0;
+  if (removed == 0) return;
+  Indexes.erase(in);
+  Changed = true;
 }
 
 void JsonDocument::Merge(ObjectId target, const JsonDocument& other, ObjectId source) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "support/xstr.h"
@@ -16,9 +17,6 @@ namespace wavecodec {
 // Objects are numbered and stand side by side: however deep a document is, nothing here recurses.
 class JsonDocument {
  public:
-  // Levels of brackets that a document may have.
-  static constexpr size_t kMaxDepth = 512;
-
   using ObjectId = size_t;
   static constexpr ObjectId kRoot = 0;
   static constexpr ObjectId kNone = SIZE_MAX;
@@ -32,9 +30,9 @@ class JsonDocument {
   };
   using Members = std::vector<Member>;
 
-  // Replaces the document. False, and an empty document, when `text` is not JSON, has another top
-  // level than an object, or is nested too deep. Strict in structure; but a byte that is no UTF-8 is
-  // taken as it is, since one broken byte must not hide all other members.
+  // Replaces the document. False, and an empty document, when `text` is not JSON or has another top
+  // level than an object. Strict in structure; but a byte that is no UTF-8 is taken as it is, since
+  // one broken byte must not hide all other members.
   bool Parse(std::string_view text);
   // The document with one member a line, indented by two blanks, and a line end behind it.
   [[nodiscard]] std::string Write() const;
@@ -63,9 +61,19 @@ class JsonDocument {
  private:
   class Reader;
 
+  // Where the first member with each name stands in an object, by a hash of the name. It is made
+  // for objects that are edited again and again, as it costs more than a few searches.
+  struct Index {
+    size_t Searches = 0;
+    std::unordered_map<uint64_t, size_t> Places;  // empty before there were many searches
+  };
+
   [[nodiscard]] size_t IndexOf(ObjectId in, std::wstring_view name, bool object) const;
+  void PrepareSearch(ObjectId in);
+  void Append(ObjectId in, Member member, std::wstring_view name);
 
   std::vector<Members> Objects = std::vector<Members>(1);
+  std::unordered_map<ObjectId, Index> Indexes;
   bool Changed = false;
 };
 

@@ -24,7 +24,7 @@ constexpr bool StartsWithName(std::string_view text, std::string_view start) {
 }
 
 // Eight characters with their ASCII capital letters made small.
-constexpr uint64_t ToLowerASCII(uint64_t piece) {
+constexpr uint64_t PieceToLowerASCII(uint64_t piece) {
   constexpr uint64_t kEach = 0x0101010101010101;
   const uint64_t low = piece & 0x7F * kEach;
   const uint64_t from_a = low + (0x80 - 'A') * kEach;  // the top bit tells, as in the next one
@@ -51,7 +51,7 @@ inline uint32_t HashName(std::string_view name) {
   for (; left >= sizeof(uint64_t); left -= sizeof(uint64_t), at += sizeof(uint64_t)) {
     uint64_t piece = 0;
     std::memcpy(&piece, at, sizeof piece);
-    mix(ToLowerASCII(piece));
+    mix(PieceToLowerASCII(piece));
   }
   uint64_t rest = 0;
   for (; left > 0; --left) rest = rest << 8 | static_cast<uint8_t>(ToLowerASCII(at[left - 1]));

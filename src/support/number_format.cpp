@@ -31,8 +31,8 @@ std::string NumberFormat::Integer(uint64_t number) const {
   std::string text = std::to_string(number);
   size_t group = 0;
   for (size_t end = text.size(); group < Grouping.size();) {
-    const int size = Grouping[group];
-    if (size <= 0 || size == CHAR_MAX || static_cast<size_t>(size) >= end) break;
+    const auto size = static_cast<signed char>(Grouping[group]);
+    if (size <= 0 || size == SCHAR_MAX || static_cast<size_t>(size) >= end) break;
     end -= static_cast<size_t>(size);
     text.insert(end, Separator);
     if (group + 1 < Grouping.size()) ++group;

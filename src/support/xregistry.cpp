@@ -21,9 +21,10 @@ struct State {
   std::optional<std::string> Location;  // instead of the environment's
   XStr MainKey;                         // what hDefMainKey points to after SetDefault
 
-  JsonDocument Document;
+  std::optional<JsonDocument> Document;  // of `Path`
   std::string Path;
   XFileStamp Stamp;
+  int Patience = XRegistryFile::kPatience;
   bool Trusted = false;  // the document is what is in a file with this stamp
 };
 
@@ -48,14 +49,12 @@ std::string Locate(const State& state) {
 // Brings the cached document up to date. As long as nothing changed this is one `stat`.
 void Refresh(State& state) {
   std::string path = Locate(state);
-  XFileStamp stamp = XFileStamp::Of(path);
-  if (state.Trusted && stamp == state.Stamp && path == state.Path) return;
+  if (state.Trusted && path == state.Path && XFileStamp::Of(path) == state.Stamp) return;
   state.Trusted = false;
-  const bool missing = stamp == XFileStamp{};
-  const bool read = XRegistryFile::Read(path, state.Document, stamp);
+  if (path != state.Path) state.Document.reset();
   state.Path = std::move(path);
-  state.Stamp = stamp;
-  state.Trusted = (read || missing) && !stamp.IsTooYoung();
+  const bool read = XRegistryFile::Read(state.Path, state.Document, state.Stamp, state.Patience);
+  state.Trusted = read && !state.Stamp.IsTooYoung();
 }
 
 // Shows the present document to `look`; not at all when there is no memory for that.
@@ -65,7 +64,8 @@ void Read(Look look) {
   const std::lock_guard lock(state.Guard);
   try {
     Refresh(state);
-    look(std::as_const(state.Document));
+    static const JsonDocument none;
+    look(state.Document ? std::as_const(*state.Document) : none);
   } catch (const std::bad_alloc&) {
     return;
   }
@@ -113,6 +113,7 @@ void XRegistry::ForgetCache() {
   State& state = TheState();
   const std::lock_guard lock(state.Guard);
   state.Trusted = false;
+  state.Document.reset();  // even where the file cannot be locked, one's own write is seen
 }
 
 JsonDocument XRegistry::Present() {

@@ -7,9 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
-#include <ctime>
+#include <optional>
 #include <utility>
 
 #include "support/file_bytes.h"
@@ -18,17 +17,9 @@ namespace wavecodec {
 namespace {
 
 bool Step(const char* name) {
-  return XRegistryFile::OnStep == nullptr || XRegistryFile::OnStep(name);
-}
-
-XFileStamp ToStamp(const struct stat& status) {
-#ifdef __APPLE__
-  const timespec& written = status.st_mtimespec;
-#else
-  const timespec& written = status.st_mtim;
-#endif
-  return {static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino),
-          int64_t{status.st_size}, int64_t{written.tv_sec}, int64_t{written.tv_nsec}};
+  if (XRegistryFile::OnStep == nullptr || XRegistryFile::OnStep(name)) return true;
+  errno = EIO;
+  return false;
 }
 
 // The document in the bytes of a file: zeros behind it are claimed room.
@@ -47,19 +38,16 @@ uint64_t HashOf(std::string_view text) {
   return hash;
 }
 
-// The mark: these words and two hashes in hexadecimal.
-constexpr std::string_view kMarkWord = "#update ";
+// The mark of a side file: these words, and a hash of the text behind it in hexadecimal.
+constexpr std::string_view kMarkWords = "#xregistry-rewrite ";
 constexpr size_t kHashSize = 16;
-constexpr size_t kMarkSize = kMarkWord.size() + 2 * kHashSize + 1;
+constexpr size_t kMarkSize = kMarkWords.size() + kHashSize + 1;
 
-std::string Hex(uint64_t hash) {
+std::string Mark(std::string_view text) {
   std::string digits(kHashSize, '0');
+  uint64_t hash = HashOf(text);
   for (size_t i = kHashSize; i-- > 0; hash >>= 4) digits[i] = "0123456789abcdef"[hash & 15];
-  return digits;
-}
-
-std::string Mark(uint64_t old_hash, std::string_view text) {
-  return std::string(kMarkWord) + Hex(old_hash) + Hex(HashOf(text)) + '\n';
+  return std::string(kMarkWords) + digits + '\n';
 }
 
 // Beside the file itself, whatever link leads to it.
@@ -70,8 +58,42 @@ std::string Beside(const std::string& path, const char* ending) {
   return name;
 }
 
-XFileHandle CreateNew(const std::string& name) {
-  return OpenRegularFile(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+// A new file that belongs to whom the settings belong to, as far as that can be had, and that
+// nobody may read who may not read them.
+XFileHandle CreateLike(XFileHandle main, const std::string& name) {
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
+  struct stat status {};
+  if (::fstat(main, &status) != 0) return kNoFile;
+  const XFileHandle file = OpenRegularFile(name.c_str(), kNew, 0600);
+  if (file == kNoFile) return kNoFile;
+  const bool grouped = ::fchown(file, status.st_uid, status.st_gid) == 0 ||
+                       ::fchown(file, static_cast<uid_t>(-1), status.st_gid) == 0;
+  ::fchmod(file, status.st_mode & (grouped ? 0666 : 0606));
+  return file;
+}
+
+// Whether no file can be made in that place, now or later.
+bool IsImpossible(int error) {
+  return error == EEXIST || error == EACCES || error == EPERM || error == EROFS ||
+         error == ENAMETOOLONG;
+}
+
+// Whether a file that could not be opened stays so until it changes: it is missing, another user's,
+// or something else. What is wrong otherwise may pass.
+bool IsForGood(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EACCES || error == EINVAL ||
+         error == ELOOP || error == ENXIO || error == ENAMETOOLONG;
+}
+
+// Waiting is polling, as nothing else ends after a while without a signal.
+bool LockForReading(XFileHandle file, int& patience) {
+  while (!LockFile(file, LOCK_SH | LOCK_NB)) {
+    if (errno != EWOULDBLOCK || patience <= 0) return false;
+    ::usleep(1000);
+    --patience;
+  }
+  patience = XRegistryFile::kPatience;
+  return true;
 }
 
 bool Holds(const std::string& name, std::string_view text) {
@@ -84,64 +106,42 @@ bool Holds(const std::string& name, std::string_view text) {
 
 bool (*XRegistryFile::OnStep)(const char* step) = nullptr;
 
-XFileStamp XFileStamp::Of(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 ? ToStamp(status) : XFileStamp{};
-}
-
-XFileStamp XFileStamp::Of(XFileHandle handle) {
-  struct stat status {};
-  return ::fstat(handle, &status) == 0 ? ToStamp(status) : XFileStamp{};
-}
-
-bool XFileStamp::IsTooYoung() const {
-  if (*this == XFileStamp{}) return false;
-  // A clock without fractions ticks once in one or two seconds, others every few milliseconds.
-  const int64_t tick = Nanoseconds == 0 ? 2100000000 : 50000000;
-  timespec now{};
-  ::clock_gettime(CLOCK_REALTIME, &now);
-  const int64_t seconds = int64_t{now.tv_sec} - Seconds;
-  return seconds < 10 && seconds * 1000000000 + now.tv_nsec - Nanoseconds < tick;
-}
-
 // The side file beside a settings file, as it is found.
 struct XRegistryFile::Side {
-  enum class State { Missing, Unreadable, Incomplete, Complete };
+  enum class State { Missing, Foreign, Unreadable, Incomplete, Complete };
 
   State Found = State::Missing;
   std::string Name;
   std::string Text;
-  uint64_t OldHash = 0;
 
-  explicit Side(const std::string& path) : Name(Beside(path, ".new")) {}
+  explicit Side(const std::string& path) : Name(Beside(path, ".xregistry-rewrite")) {}
 
   void Load(XFileHandle main) {
     const XOwnedFile file(OpenRegularFile(Name.c_str(), O_RDONLY | O_NOFOLLOW));
     if (!file.IsOpen()) {
-      Found = errno == ENOENT ? State::Missing : State::Unreadable;
-      return;
+      Found = errno == ENOENT    ? State::Missing
+              : IsForGood(errno) ? State::Foreign
+                                 : State::Unreadable;
+    } else if (!IsTrusted(file.Handle(), main)) {
+      Found = State::Foreign;
+    } else {
+      Found = ReadWholeFile(file.Handle(), Text) ? CheckMark() : State::Unreadable;
     }
-    const bool readable = IsTrusted(file.Handle(), main) && ReadWholeFile(file.Handle(), Text);
-    Found = readable ? CheckMark() : State::Unreadable;
   }
 
-  // Whether a rewrite broke off that must be done again, with `bytes` in the file.
-  [[nodiscard]] bool IsPending(std::string_view bytes) const {
-    if (Found != State::Complete) return false;
-    const std::string_view old = WithoutZeros(bytes);
-    return HashOf(old) == OldHash || !JsonDocument().Parse(old);
-  }
-
-  [[nodiscard]] bool Create(XFileHandle main, uint64_t old_hash, std::string_view text) const {
-    if (!Step("create side") || (::unlink(Name.c_str()) != 0 && errno != ENOENT)) return false;
-    const XOwnedFile file(CreateNew(Name));
-    struct stat status {};
-    if (!file.IsOpen() || ::fstat(main, &status) != 0) return false;
-    // Whoever may write the settings may finish this.
-    return ::fchmod(file.Handle(), status.st_mode & 0666) == 0 && Step("write side") &&
-           WriteAt(file.Handle(), text, 0) && Step("mark side") &&
-           WriteAt(file.Handle(), Mark(old_hash, text), text.size()) && Step("sync side") &&
-           OrderOnDisk(file.Handle());
+  // False also when there is something of that name.
+  [[nodiscard]] bool Create(XFileHandle main, std::string_view text) const {
+    if (!Step("create side")) return false;
+    const XOwnedFile file(CreateLike(main, Name));
+    if (!file.IsOpen()) return false;
+    if (Step("write side") && WriteAt(file.Handle(), Mark(text), 0) && Step("write side text") &&
+        WriteAt(file.Handle(), text, kMarkSize) && Step("sync side") &&
+        OrderOnDisk(file.Handle())) {
+      return true;
+    }
+    Remove();
+    errno = EIO;
+    return false;
   }
 
   void Remove() const {
@@ -149,57 +149,70 @@ struct XRegistryFile::Side {
   }
 
  private:
-  // Settings are not taken from a file that somebody else put there.
+  // Settings are not taken from whom they could not be taken from otherwise: who put the side file
+  // there must be one who may write the file.
   static bool IsTrusted(XFileHandle side, XFileHandle main) {
     struct stat ours {};
     struct stat its {};
     if (::fstat(side, &its) != 0 || ::fstat(main, &ours) != 0) return false;
-    return its.st_uid == ours.st_uid || its.st_uid == ::geteuid();
+    return its.st_uid == 0 || its.st_uid == ours.st_uid || its.st_uid == ::geteuid() ||
+           ((ours.st_mode & S_IWGRP) != 0 && its.st_gid == ours.st_gid) ||
+           (ours.st_mode & S_IWOTH) != 0;
   }
 
   State CheckMark() {
-    if (Text.size() < kMarkSize) return State::Incomplete;
-    const std::string mark = Text.substr(Text.size() - kMarkSize);
-    Text.resize(Text.size() - kMarkSize);
-    // Whatever is no number leaves a mark that is not the right one.
-    const char* hash = mark.data() + kMarkWord.size();
-    std::from_chars(hash, hash + kHashSize, OldHash, 16);
-    return mark == Mark(OldHash, Text) ? State::Complete : State::Incomplete;
+    // Of a mark whose writing broke off there is only the beginning.
+    if (!Text.starts_with(kMarkWords) && !kMarkWords.starts_with(WithoutZeros(Text))) {
+      return State::Foreign;
+    }
+    const std::string mark = Text.substr(0, kMarkSize);
+    Text.erase(0, kMarkSize);
+    return mark == Mark(Text) ? State::Complete : State::Incomplete;
   }
 };
 
-bool XRegistryFile::OpenLocked() {
+bool XRegistryFile::OpenLocked(bool wait) {
   // Another program may put a new file in place of the one that is waited for.
   for (int attempt = 0; attempt < 100; ++attempt) {
     File.Reset(OpenRegularFile(Path.c_str(), O_RDWR | O_CREAT, 0600));
-    if (!File.IsOpen() || !LockFile(File.Handle(), LOCK_EX)) break;
+    if (!File.IsOpen() || !LockFile(File.Handle(), wait ? LOCK_EX : LOCK_EX | LOCK_NB)) break;
     const XFileStamp mine = XFileStamp::Of(File.Handle());
     const XFileStamp now = XFileStamp::Of(Path);
     if (mine.Node == now.Node && mine.Device == now.Device) return true;
   }
-  Close();
+  File.Reset();
   return false;
 }
 
-bool XRegistryFile::Lock() {
-  if (!OpenLocked()) return false;
-  if (!ReadWholeFile(File.Handle(), Text) || !FinishPending()) {
-    Close();
-    return false;
-  }
-  const std::string_view text = WithoutZeros(Text);
-  Damaged = !Content.Parse(text) && !IsBlank(text);
-  return true;
+bool XRegistryFile::Lock(bool wait) {
+  if (OpenLocked(wait) && ReadWholeFile(File.Handle(), Text) && FinishPending()) return true;
+  File.Reset();
+  return false;
 }
 
 bool XRegistryFile::FinishPending() {
+  const bool document = Content.Parse(WithoutZeros(Text));
+  Damaged = !document && !IsBlank(WithoutZeros(Text));
   Side side(Path);
   side.Load(File.Handle());
-  if (side.Found == Side::State::Missing) return true;
-  if (side.Found == Side::State::Unreadable) return false;
-  if (side.IsPending(Text)) {
-    if (!ClaimRoom(side.Text.size()) || !Overwrite(side.Text)) return false;
-    Text = std::move(side.Text);
+  switch (side.Found) {
+    case Side::State::Missing:
+    case Side::State::Foreign:
+      return true;
+    case Side::State::Unreadable:
+      return document;
+    case Side::State::Incomplete:
+      break;
+    case Side::State::Complete:
+      JsonDocument other;
+      if (!document) {
+        if (!ClaimRoom(side.Text.size()) || !Overwrite(side.Text)) return false;
+        Text = std::move(side.Text);
+        Damaged = !Content.Parse(Text);
+      } else if (other.Parse(side.Text) && other.Write() != Content.Write() &&
+                 !KeepDamaged(side.Text)) {
+        return IsImpossible(errno);  // then it stays, and no other side file can be made
+      }
   }
   side.Remove();
   return true;
@@ -208,39 +221,38 @@ bool XRegistryFile::FinishPending() {
 bool XRegistryFile::Store() {
   if (!Content.IsChanged()) return true;
   const std::string text = Content.Write();
-  // What could not be read back, being nested too deep, is not written.
-  return JsonDocument().Parse(text) && (!Damaged || KeepDamaged()) && Rewrite(text);
+  // What could not be read back is not written.
+  if (text.size() + kMarkSize > kMostSettingsBytes) return false;
+  return (!Damaged || KeepDamaged(Text)) && Rewrite(text);
 }
 
-bool XRegistryFile::KeepDamaged() const {
-  constexpr int kMost = 9;
-  for (int number = 1; number <= kMost; ++number) {
-    const std::string ending = ".damaged" + (number == 1 ? "" : std::to_string(number));
-    const std::string name = Beside(Path, ending.c_str());
-    if (Holds(name, Text)) return true;
-    // The last one is given up for the newest.
-    if (number == kMost) ::unlink(name.c_str());
-    const XOwnedFile file(CreateNew(name));
-    if (!file.IsOpen() && errno == EEXIST) continue;
-    if (!file.IsOpen()) return false;
-    if (Step("keep damaged") && WriteAt(file.Handle(), Text, 0) && OrderOnDisk(file.Handle())) {
-      return true;
-    }
-    ::unlink(name.c_str());
-    return false;
+bool XRegistryFile::KeepDamaged(std::string_view text) const {
+  const std::string first = Beside(Path, ".damaged");
+  const std::string second = first + '2';
+  if (Holds(first, text) || Holds(second, text)) return true;
+  const std::string fresh = first + "-new";
+  ::unlink(fresh.c_str());
+  const XOwnedFile file(CreateLike(File.Handle(), fresh));
+  if (!file.IsOpen()) return false;
+  // The older of the two is given up, or a place that is free, once the text is safe.
+  const bool turn = XFileStamp::Of(second).Written < XFileStamp::Of(first).Written;
+  if (Step("keep damaged") && WriteAt(file.Handle(), text, 0) && OrderOnDisk(file.Handle()) &&
+      ::rename(fresh.c_str(), (turn ? second : first).c_str()) == 0) {
+    return true;
   }
+  ::unlink(fresh.c_str());
+  errno = EIO;
   return false;
 }
 
 bool XRegistryFile::Rewrite(std::string_view text) {
   const Side side(Path);
-  if (!side.Create(File.Handle(), HashOf(WithoutZeros(Text)), text) || !ClaimRoom(text.size())) {
-    side.Remove();
-    return false;
-  }
-  const bool done = Overwrite(text);
+  const bool safe = side.Create(File.Handle(), text);
+  if (!safe && !IsImpossible(errno)) return false;
+  const bool claimed = ClaimRoom(text.size());
+  const bool done = claimed && Overwrite(text);
   // With neither text in the file the side file stays for the next access.
-  if (done || Overwrite(Text)) side.Remove();
+  if ((done || !claimed || Overwrite(Text)) && safe) side.Remove();
   return done;
 }
 
@@ -268,31 +280,44 @@ bool XRegistryFile::Overwrite(std::string_view text) const {
     if (!Step("write") || !WriteAt(File.Handle(), text.substr(at, kPiece), at)) return false;
   }
   // A cut that changes nothing would still cost a journal entry.
-  const bool longer = XFileStamp::Of(File.Handle()).Size != static_cast<int64_t>(text.size());
-  if (longer && (!Step("cut") || !CutFile(File.Handle(), text.size()))) return false;
+  const bool cut = XFileStamp::Of(File.Handle()).Size != static_cast<int64_t>(text.size());
+  if (cut && (!Step("cut") || !CutFile(File.Handle(), text.size()))) return false;
   return (!ordered || OrderOnDisk(File.Handle())) && Step("write first byte") &&
          WriteAt(File.Handle(), text.substr(0, 1), 0) && Step("sync") && OrderOnDisk(File.Handle());
 }
 
-bool XRegistryFile::Read(const std::string& path, JsonDocument& document, XFileStamp& stamp) {
-  document.Parse({});
-  for (bool may_finish = true;; may_finish = false) {
-    XRegistryFile file(path);
-    file.File.Reset(OpenRegularFile(path.c_str(), O_RDONLY));
-    if (!file.File.IsOpen() || !LockFile(file.File.Handle(), LOCK_SH)) return false;
-    stamp = XFileStamp::Of(file.File.Handle());
-    if (!ReadWholeFile(file.File.Handle(), file.Text)) return false;
+bool XRegistryFile::Read(const std::string& path, std::optional<JsonDocument>& document,
+                         XFileStamp& stamp, int& patience) {
+  XRegistryFile file(path);
+  stamp = XFileStamp::Of(path);
+  file.File.Reset(OpenRegularFile(path.c_str(), O_RDONLY));
+  if (!file.File.IsOpen()) {
+    const bool sure = IsForGood(errno);
+    if (sure) document.emplace();
+    return sure;
+  }
+  const bool locked = LockForReading(file.File.Handle(), patience);
+  stamp = XFileStamp::Of(file.File.Handle());
+  if (!ReadWholeFile(file.File.Handle(), file.Text)) return false;
+  const bool readable = file.Content.Parse(WithoutZeros(file.Text));
+  if (!locked) {
+    if (!document && readable) document = std::move(file.Content);
+    return false;
+  }
+  if (!readable) {
+    // Nobody writes while the lock is held: a side file that is there now was left by a kill.
     Side side(path);
     side.Load(file.File.Handle());
-    // Nobody writes while the lock is held: a side file that is there now was left by a kill.
-    const bool pending = side.IsPending(file.Text);
-    if (!pending || !may_finish) {
-      document.Parse(pending ? side.Text : WithoutZeros(file.Text));
-      return true;
+    file.File.Reset();
+    if (side.Found == Side::State::Complete) {
+      file.Content.Parse(side.Text);
+      static_cast<void>(XRegistryFile(path).Lock(false));  // finishes it, if that can be done now
+    } else if (side.Found == Side::State::Foreign || side.Found == Side::State::Unreadable) {
+      return false;
     }
-    file.Close();
-    if (!XRegistryFile(path).Lock()) continue;  // then its text is taken from the side file
   }
+  document = std::move(file.Content);
+  return true;
 }
 
 }  // namespace wavecodec

@@ -24,38 +24,59 @@ XStr OrEmpty(const wchar_t* text) { return text != nullptr ? text : L""; }
 
 }  // namespace
 
-bool XRegistryTransaction::Lock() {
-  if (File) return true;
-  File.emplace(XRegistry::FilePath());
-  if (!File->Lock()) {
-    File.reset();
-    return false;
-  }
-  for (const Change& change : Changes) change(File->Document());
+void XRegistryTransaction::Clear() {
+  File.reset();
   Changes.clear();
   View.reset();
-  return true;
+}
+
+// A document that was edited by half is never written.
+template <typename Work>
+auto XRegistryTransaction::OrClear(Work work) {
+  try {
+    return work();
+  } catch (...) {
+    Clear();
+    Incomplete = true;
+    throw;
+  }
+}
+
+bool XRegistryTransaction::Lock() {
+  if (File) return true;
+  return OrClear([&] {
+    File.emplace(XRegistry::FilePath());
+    if (!File->Lock()) {
+      File.reset();
+      return false;
+    }
+    for (const Change& change : Changes) change(File->Document());
+    Changes.clear();
+    View.reset();
+    return true;
+  });
 }
 
 bool XRegistryTransaction::Commit() {
   const bool nothing = !File && Changes.empty();
-  const bool done = nothing || (Lock() && File->Store());
-  File.reset();
-  Changes.clear();
-  View.reset();
+  const bool done = !Incomplete && (nothing || OrClear([&] { return Lock() && File->Store(); }));
+  Clear();
+  Incomplete = false;
   // Only now: whoever holds the cache may be waiting for the file.
   if (!nothing) XRegistry::ForgetCache();
   return done;
 }
 
 bool XRegistryTransaction::Add(Change change) {
-  if (File) {
-    change(File->Document());
+  return OrClear([&] {
+    if (File) {
+      change(File->Document());
+    } else {
+      if (View) change(*View);
+      Changes.push_back(std::move(change));
+    }
     return true;
-  }
-  if (View) change(*View);
-  Changes.push_back(std::move(change));
-  return true;
+  });
 }
 
 JsonDocument& XRegistryTransaction::Seen() {

@@ -23,10 +23,11 @@ class XRegistryTransaction {
   // Takes the store's lock now and keeps it until the end of the transaction: the gets then see what
   // Commit() will change, so that a value can be computed from the one before without losing the
   // update of another process. Keep this short, and leave the XRegistry operations alone meanwhile:
-  // they would wait for the lock for ever. False when the store cannot be written.
+  // writing would wait for the lock for ever. False when the store cannot be written.
   [[nodiscard]] bool Lock();
-  // False when the changes could not be written; the store is then as it was. Either way the
-  // transaction is empty again, and may be used for the next one.
+  // False when the changes could not be written, or one of them was lost for want of memory, which
+  // was thrown then; the store is as it was. Either way the transaction is empty again, and may be
+  // used for the next one.
   [[nodiscard]] bool Commit();
 
   uint32_t GetDWORD(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,
@@ -63,6 +64,9 @@ class XRegistryTransaction {
  private:
   using Change = std::function<void(JsonDocument&)>;
 
+  void Clear();
+  template <typename Work>
+  auto OrClear(Work work);
   bool Add(Change change);
   bool SetJson(std::string json, const wchar_t* name, const wchar_t* mainKey, const wchar_t* path);
   JsonDocument& Seen();
@@ -72,6 +76,7 @@ class XRegistryTransaction {
   std::vector<Change> Changes;        // not yet in `File`
   std::optional<JsonDocument> View;   // what the gets see without the lock
   std::optional<XRegistryFile> File;  // while the lock is held
+  bool Incomplete = false;            // a change was lost
 };
 
 }  // namespace wavecodec

@@ -16,8 +16,9 @@ using XStr = std::wstring;
 std::string ToUtf8(std::wstring_view text);
 // The same, but surrogates are written like characters, so that FromUtf8 gives them back.
 std::string ToWholeUtf8(std::wstring_view text);
-// The reverse of both: a byte that belongs to no valid sequence becomes U+FFFD. A surrogate written as three
-// bytes becomes that unit, so that text of other programs is not changed by being looked at.
+// The reverse of both: a byte that belongs to no valid sequence becomes U+FFFD. A surrogate written
+// as three bytes becomes that unit, so that text of other programs is not changed by being looked
+// at.
 XStr FromUtf8(std::string_view bytes);
 
 // One unit at a time, for text that is mixed with something else. A unit that is no character is

@@ -16,8 +16,8 @@ class clRIFFBEXTChunk {
  public:
   // Replaces `tags` by the fields of the body. False when it is shorter than its fixed part.
   static bool InitFrom(const uint8_t* body, size_t size, NTag& tags, const STNStdReport& report);
-  // Makes a body of the tags; false, and an empty one, when none of them belongs here. Longer values
-  // than a field holds are cut.
+  // Makes a body of the tags; false, and an empty one, when none of them belongs here. Longer
+  // values than a field holds are cut.
   static bool TagsToBEXT(XMem& out, const NTag& tags, const STNStdReport& report);
   // Removes the tags that belong here.
   static void RemoveTagsFromList(NTag& tags, const STNStdReport& report);

@@ -31,8 +31,8 @@ WaveTagSources InternalReadTags(XFile& file, const clRIFFHandler& riff, NTag& ta
 void AppendTagKinds(XStr& kinds, const WaveTagSources& sources);
 
 // Makes the tag block of `tags` and of the file's other chunks, each of which becomes an entry
-// "_riff_" + number with the ID and the data as payload (`fmt ` and `data`: the ID only), so that the
-// host can carry them over. The chunks are read straight into the block.
+// "_riff_" + number with the ID and the data as payload (`fmt ` and `data`: the ID only), so that
+// the host can carry them over. The chunks are read straight into the block.
 void MakeTagBlock(XMem& block, const NTag& tags, XFile& file, const clRIFFHandler& riff,
                   const WaveTagSources& sources, const STNStdReport& report);
 

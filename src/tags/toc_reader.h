@@ -46,8 +46,8 @@ class clTOCReader {
   // True when all tracks but the last are audio and the last one is data.
   [[nodiscard]] bool IsCDExtra() const;
 
-  // Addresses as minutes, seconds and frames (sectors), and as milliseconds. The 150 sectors are the
-  // two seconds before the first track.
+  // Addresses as minutes, seconds and frames (sectors), and as milliseconds. The 150 sectors are
+  // the two seconds before the first track.
   static uint32_t MSFtoLBA(uint32_t m, uint32_t s, uint32_t f, bool minus150);
   static void LBAtoMSF(uint32_t lba, uint32_t& m, uint32_t& s, uint32_t& f, bool plus150);
   static uint32_t LBATomSecTime(uint32_t lba);

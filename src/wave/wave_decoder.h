@@ -35,8 +35,8 @@ class clWaveDecoderCore {
   // found to `kinds`. The block is the decoder's, good until the next call; empty when the source's
   // format cannot be found.
   const XMem& ReadIDTags(XStr& kinds);
-  // Makes the block of named properties, in the same form. `tag_kinds` is what ReadIDTags found. Null on
-  // failure.
+  // Makes the block of named properties, in the same form. `tag_kinds` is what ReadIDTags found.
+  // Null on failure.
   const XMem* FillAudioProps(const XStr& tag_kinds);
   // Tells format, bit rate and length of the decode range. The format is provisional: what a host
   // can expect before a converter was asked.

@@ -75,7 +75,7 @@ void clWaveDecoderCore::TellRiffChunks(Take take) const {
     AppendRIFFChnkID(text, chunk.ChunkID);
     text += "' ";
     AppendSizeText(text, chunk.ChunkSize);
-    take(std::string_view(text));
+    take(std::string_view{text});
   });
 }
 

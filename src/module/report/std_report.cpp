@@ -1,14 +1,14 @@
 #include "module/report/std_report.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <mutex>
 #include <new>
+
+#include "support/write_signal_guard.h"
 
 namespace wavecodec {
 namespace {
@@ -33,43 +33,6 @@ SharedState& State() {
   static SharedState state;
   return state;
 }
-
-// Keeps a write to a closed pipe, or past the limit of a file's size, from ending the host: the
-// signal is held back on this thread, and one that came meanwhile is taken away again.
-class WriteSignalGuard {
- public:
-  WriteSignalGuard() {
-    sigemptyset(&Held);
-    for (const int signal : {SIGPIPE, SIGXFSZ}) {
-      if (!IsPending(signal)) sigaddset(&Held, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &Held, &Before);
-  }
-  ~WriteSignalGuard() { pthread_sigmask(SIG_SETMASK, &Before, nullptr); }
-  WriteSignalGuard(const WriteSignalGuard&) = delete;
-  WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
-
-  // The signal of a write that failed with `error`, where one was sent.
-  void TakeAway(int error) const {
-    const int signal = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
-    if (signal == 0 || sigismember(&Held, signal) != 1 || !IsPending(signal)) return;
-    sigset_t only;
-    sigemptyset(&only);
-    sigaddset(&only, signal);
-    int taken = 0;
-    sigwait(&only, &taken);
-  }
-
- private:
-  static bool IsPending(int signal) {
-    sigset_t pending;
-    sigpending(&pending);
-    return sigismember(&pending, signal) == 1;
-  }
-
-  sigset_t Held{};
-  sigset_t Before{};
-};
 
 // One system call, whatever becomes of it.
 void WriteBytes(intptr_t handle, std::string_view bytes) noexcept {

@@ -30,7 +30,7 @@ template <typename Unit>
 void TakeText(std::span<const uint8_t>& left, std::string& text) {
   constexpr size_t kUnit = sizeof(Unit);
   size_t units = 0;
-  const auto unit_at = [&](size_t index) {
+  const auto unit_at = [&](size_t index) -> uint32_t {
     const uint8_t* at = left.data() + index * kUnit;
     return kUnit == 1 ? at[0] : ReadU16LE(at);
   };

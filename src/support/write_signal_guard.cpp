@@ -1,0 +1,39 @@
+#include "support/write_signal_guard.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <initializer_list>
+
+namespace wavecodec {
+namespace {
+
+bool IsPending(int signal) {
+  sigset_t pending;
+  sigpending(&pending);
+  return sigismember(&pending, signal) == 1;
+}
+
+}  // namespace
+
+WriteSignalGuard::WriteSignalGuard() {
+  sigemptyset(&Held);
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    if (!IsPending(signal)) sigaddset(&Held, signal);
+  }
+  pthread_sigmask(SIG_BLOCK, &Held, &Before);
+}
+
+WriteSignalGuard::~WriteSignalGuard() { pthread_sigmask(SIG_SETMASK, &Before, nullptr); }
+
+void WriteSignalGuard::TakeAway(int error) const {
+  const int signal = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
+  if (signal == 0 || sigismember(&Held, signal) != 1 || !IsPending(signal)) return;
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  int taken = 0;
+  sigwait(&only, &taken);
+}
+
+}  // namespace wavecodec
