@@ -145,6 +145,7 @@ bool TagID3v2::Read(NTag& tags) {
                    binary.Frame(frame);
                  });
     reader.finish();
+    Bytes.Free();  // nothing points there any more
     AddFields(map, tags);
     tags.AddTag(kVersionField, "ID3v2." + std::to_string(revision));
     binary.MoveTo(tags);

@@ -14,13 +14,13 @@
 namespace wavecodec {
 
 // Every read sees the file's present contents, every write is in the file when it returns. A value
-// is named by its name, a main key ("HKCU") and a key path ("Software\Vendor\Product"), all compared
-// without regard to the case of ASCII letters. A null main key or path means the default. Reading
-// never fails: what is not there, or cannot be read, is 0 or empty. Writing always returns true, and
-// leaves the file as it was when it cannot be written; an XRegistryTransaction tells. A file that
-// another program keeps locked for about a second is not waited for any longer: reads then give what
-// was read last, until the lock is gone.
-// Nothing is thrown but std::bad_alloc, and never by reading a value. Any thread may call.
+// is named by its name, a main key ("HKCU") and a key path ("Software\Vendor\Product"), all
+// compared without regard to the case of ASCII letters. A null main key or path means the default.
+// Reading never fails: what is not there, or cannot be read, is 0 or empty. Writing always returns
+// true, and leaves the file as it was when it cannot be written; an XRegistryTransaction tells. A
+// file that another program keeps locked for about a second is not waited for any longer: reads
+// then give what was read last, until the lock is gone. Nothing is thrown but std::bad_alloc, and
+// never by reading a value. Any thread may call.
 class XRegistry {
  public:
   // What null stands for. Without a default main key it is "UNSPEC".

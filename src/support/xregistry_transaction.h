@@ -20,10 +20,10 @@ namespace wavecodec {
 // parameters and results are those of XRegistry. For one thread at a time.
 class XRegistryTransaction {
  public:
-  // Takes the store's lock now and keeps it until the end of the transaction: the gets then see what
-  // Commit() will change, so that a value can be computed from the one before without losing the
-  // update of another process. Keep this short, and leave the XRegistry operations alone meanwhile:
-  // writing would wait for the lock for ever. False when the store cannot be written.
+  // Takes the store's lock now and keeps it until the end of the transaction: the gets then see
+  // what Commit() will change, so that a value can be computed from the one before without losing
+  // the update of another process. Keep this short, and leave the XRegistry operations alone
+  // meanwhile: writing would wait for the lock for ever. False when the store cannot be written.
   [[nodiscard]] bool Lock();
   // False when the changes could not be written, or one of them was lost for want of memory, which
   // was thrown then; the store is as it was. Either way the transaction is empty again, and may be
@@ -56,8 +56,8 @@ class XRegistryTransaction {
                      const wchar_t* path);
   bool DeleteVal(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path);
   bool DeleteKeyAndSubKeys(const wchar_t* mainKey, const wchar_t* path);
-  // Copies all values and keys below one key to another, which keeps what it has besides. A key that
-  // is not there is not copied.
+  // Copies all values and keys below one key to another, which keeps what it has besides. A key
+  // that is not there is not copied.
   bool CopyKey(const wchar_t* fromMainKey, const wchar_t* fromPath, const wchar_t* toMainKey,
                const wchar_t* toPath);
 
