@@ -1,7 +1,5 @@
 #include "support/text_scan.h"
 
-#include <array>
-
 #include "support/names.h"
 #include "support/saturating.h"
 
@@ -40,22 +38,6 @@ uint32_t LeadingHex32(std::string_view text) {
     }
   }
   return value;
-}
-
-void AppendDecimal(XStr& text, uint64_t number) {
-  std::array<wchar_t, 20> digits;
-  auto first = digits.end();
-  do {
-    *--first = static_cast<wchar_t>(L'0' + number % 10);
-    number /= 10;
-  } while (number != 0);
-  text.append(first, digits.end());
-}
-
-XStr DecimalText(uint64_t number) {
-  XStr text;
-  AppendDecimal(text, number);
-  return text;
 }
 
 }  // namespace wavecodec

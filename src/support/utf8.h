@@ -2,7 +2,6 @@
 // text that holds them comes through; a caller that wants none looks for them itself.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,14 +20,6 @@ inline size_t AsciiRun(const uint8_t* bytes, size_t size) {
   }
   while (i < size && bytes[i] != 0 && bytes[i] < 0x80) ++i;
   return i;
-}
-
-// ASCII as wide text.
-inline std::wstring Widened(const uint8_t* ascii, size_t size) {
-  std::array<wchar_t, 64> wide;
-  if (size > wide.size()) return {ascii, ascii + size};
-  for (size_t i = 0; i < size; ++i) wide[i] = static_cast<wchar_t>(ascii[i]);
-  return {wide.data(), size};  // many times quicker than from iterators
 }
 
 // Appends the sequence of a character up to U+10FFFF.

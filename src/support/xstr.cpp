@@ -31,7 +31,7 @@ size_t ReadUnit(std::string_view bytes, uint32_t& c) {
 template <bool kSurrogates, typename Broken>
 XStr Decode(std::string_view bytes, Broken broken) {
   const auto* first = reinterpret_cast<const uint8_t*>(bytes.data());
-  XStr out = Widened(first, AsciiRun(first, bytes.size()));
+  XStr out(first, first + AsciiRun(first, bytes.size()));
   bytes.remove_prefix(out.size());
   if (!bytes.empty()) out.reserve(out.size() + bytes.size());
   while (!bytes.empty()) {

@@ -14,7 +14,6 @@
 #include "riff/chunk_id.h"
 #include "riff/chunk_reader.h"
 #include "support/byte_order.h"
-#include "support/text_scan.h"
 #include "tags/bext_chunk.h"
 #include "tags/list_chunk.h"
 #include "tags/tag_options.h"
@@ -118,9 +117,7 @@ class CarriedName {
   std::string Text = std::string(tag_name::kRiff) + std::string(10, '0');
 };
 
-// The largest item that its signed size field can tell, and the largest block that a host's record
-// can.
-constexpr uint64_t kMostItem = std::numeric_limits<int32_t>::max();
+// The largest block that a host's record can tell.
 constexpr uint64_t kMostBlock = std::numeric_limits<uint32_t>::max();
 
 // Walks the chunks that are carried: those for which `left` bytes of the block are enough.
@@ -132,11 +129,11 @@ void ForEachCarried(const clRIFFHandler& riff, const WaveTagSources& sources, ui
     const bool elsewhere = static_cast<ptrdiff_t>(index) == sources.ListIndex ||
                            std::any_of(std::begin(kNeverCarried), std::end(kNeverCarried),
                                        [&](const AnyCaseID& id) { return id.Is(chunk.ChunkID); });
-    if (elsewhere || PayloadSize(chunk) > kMostItem) return;
+    if (elsewhere || PayloadSize(chunk) > TagBlockWriter::kMostItem) return;
     const std::string_view text = name.Next();
     const uint64_t size =
         TagBlockWriter::ItemSize(text.size(), 0, static_cast<size_t>(PayloadSize(chunk)));
-    if (size <= kMostItem && size <= left && work(text, chunk)) {
+    if (size <= TagBlockWriter::kMostItem && size <= left && work(text, chunk)) {
       left -= size;
     } else {
       name.TakeBack();
@@ -159,7 +156,7 @@ bool WriteCarried(TagBlockWriter& writer, std::string_view name, const STRIFFChu
 
 XStr PayloadText(std::span<const uint8_t> payload) {
   constexpr size_t kShown = 20;
-  XStr text = L"DATA Length: " + DecimalText(payload.size()) + L"   ";
+  XStr text = L"DATA Length: " + std::to_wstring(payload.size()) + L"   ";
   for (const uint8_t byte : payload.first(std::min(payload.size(), kShown))) {
     text += byte >= ' ' && byte <= '~' ? static_cast<wchar_t>(byte) : L'.';
   }
@@ -217,7 +214,7 @@ void AppendTagKinds(XStr& kinds, const WaveTagSources& sources) {
   };
   if (sources.ListIndex != -1) add(L"LIST");
   if (sources.Id3Index != -1) add(L"ID3");
-  if (sources.BextVersion) add(L"BEXT v" + DecimalText(*sources.BextVersion));
+  if (sources.BextVersion) add(L"BEXT v" + std::to_wstring(*sources.BextVersion));
 }
 
 void MakeTagBlock(XMem& block, const NTag& tags, XFile& file, const clRIFFHandler& riff,

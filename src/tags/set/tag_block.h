@@ -19,6 +19,8 @@ namespace wavecodec {
 class TagBlockWriter {
  public:
   static constexpr size_t kHeaderSize = 4;
+  // The size field of an item is signed; what is larger is left out of a block.
+  static constexpr size_t kMostItem = INT32_MAX;
   // Bytes of an item whose texts have that many characters.
   [[nodiscard]] static size_t ItemSize(size_t name_length, size_t value_length, size_t payload) {
     return 4 + 2 * (name_length + 1) + 2 * (value_length + 1) + payload;

@@ -11,9 +11,6 @@
 namespace wavecodec {
 namespace {
 
-// The size field of an item is signed; an entry that is larger is left out of a block.
-constexpr size_t kMostItem = INT32_MAX;
-
 XMem CopyOf(std::span<const uint8_t> bytes) {
   XMem copy;
   if (!copy.SetSize(bytes.size())) throw std::bad_alloc();
@@ -231,14 +228,14 @@ size_t NTag::GetRawSize() const {
   size_t size = TagBlockWriter::kHeaderSize;
   for (const Record& record : Records) {
     const size_t item = ItemSizeOf(record);
-    if (item <= kMostItem) size += item;
+    if (item <= TagBlockWriter::kMostItem) size += item;
   }
   return size;
 }
 
 void NTag::WriteRaw(TagBlockWriter& writer) const {
   for (const Record& record : Records) {
-    if (ItemSizeOf(record) > kMostItem) continue;
+    if (ItemSizeOf(record) > TagBlockWriter::kMostItem) continue;
     const Entry entry = EntryOf(record);
     uint8_t* place = writer.Begin(entry.Name, entry.Value, entry.Data.size());
     if (!entry.Data.empty()) std::memcpy(place, entry.Data.data(), entry.Data.size());
