@@ -83,4 +83,20 @@ size_t t_tag::RemoveFrameID(uint32_t id) {
   return std::erase_if(frames_, [id](const t_frame& frame) { return frame.id == id; });
 }
 
+void t_tag::SanitizeAPICOrder() {
+  constexpr uint8_t kFrontCover = 3;
+  t_frames covers;
+  t_frames others;
+  t_picture picture;
+  for (auto frame = frames_.begin(); frame != frames_.end();) {
+    const auto here = frame++;
+    const t_frameView view = here->view();
+    if (!view.isPicture()) continue;
+    t_frames& to = view.readPicture(picture) && picture.type == kFrontCover ? covers : others;
+    to.splice(to.end(), frames_, here);
+  }
+  frames_.splice(frames_.end(), covers);
+  frames_.splice(frames_.end(), others);
+}
+
 }  // namespace wavecodec::id3parser

@@ -30,6 +30,8 @@ class streamIn {
   void readObj(void* buffer, size_t size);
 };
 
+class streamOut;
+
 // Called with each kept frame, in the order of the file, and the revision of its tag. The frame is
 // only there during the call.
 using frameSink = std::function<void(const t_frameView& frame, t_tagRevision revision)>;
@@ -58,6 +60,16 @@ class t_tag {
   t_frames::iterator AddFrame(uint32_t id);
   // Returns how many frames went.
   size_t RemoveFrameID(uint32_t id);
+  // Puts the pictures behind all other frames, front covers first.
+  void SanitizeAPICOrder();
+
+  // Writes the tag, of revision 3 or 4; its size is made a multiple of `alignment`, which is not 0.
+  // Padding fills the space of an old tag when that takes no more than `maxPadding`. writeError
+  // for what a tag cannot hold; std::overflow_error for a size past 32 bits. Nothing is written
+  // then.
+  void Write(streamOut& out, uint64_t availableSize, uint64_t maxPadding, uint64_t alignment) const;
+  void WriteContent_v3(streamOut& out) const;
+  void WriteContent_v4(streamOut& out) const;
 
  private:
   void OnRevisionChange(t_tagRevision revision);

@@ -52,13 +52,18 @@ bool ImportTag(t_tag& tag, XFile& file, int64_t position) {
   return false;
 }
 
+std::string PictureLabel(const t_picture& picture) {
+  const XStr kind = AlbumArtAPICPicTypeToElementDescription(picture.type);
+  std::string label = kind.empty() ? '_' + std::string(kUndefinedKind) : ToUtf8(kind);
+  if (!picture.description.empty()) label.append(kSubDescription).append(picture.description);
+  return label;
+}
+
 }  // namespace id3parser
 
 namespace {
 
 using namespace id3parser;
-
-constexpr char kBetweenValues = '\r';
 
 // The pictures of a tag, and its CD identifier, as entries of the tag set.
 class BinaryFrames {
@@ -78,11 +83,8 @@ class BinaryFrames {
   void AddPicture(const t_frameView& frame) {
     try {
       const t_picture picture = frame.getPicture();
-      const XStr kind = AlbumArtAPICPicTypeToElementDescription(picture.type);
       std::string name{tag_name::kAlbumArt};
-      name += std::to_string(Pictures.Count() + 1);
-      name += kind.empty() ? "_Undefined" : ToUtf8(kind);
-      if (!picture.description.empty()) name += "<subdesc>" + picture.description;
+      name += std::to_string(Pictures.Count() + 1) + PictureLabel(picture);
       Pictures.AddTag(name, {picture.data, picture.size});
     } catch (const parseError&) {
     }

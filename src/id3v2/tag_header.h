@@ -9,6 +9,9 @@
 
 namespace wavecodec::id3parser {
 
+// A frame of that size or more fails a tag.
+inline constexpr uint32_t kFrameSizeLimit = 0x4000000;
+
 struct t_tagHeader {
   t_tagRevision revision = revisionNone;
   bool unsynchronised = false;  // as a whole; ID3v2.4 does that frame by frame

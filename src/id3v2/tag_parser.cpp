@@ -12,7 +12,6 @@
 namespace wavecodec::id3parser {
 namespace {
 
-constexpr uint32_t kFrameSizeLimit = 0x4000000;
 constexpr size_t kSizeOfSize = 4;  // of an extended header, a data length, an uncompressed length
 
 constexpr uint32_t packV2(const char (&name)[4]) {

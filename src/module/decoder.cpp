@@ -3,6 +3,8 @@
 #include <type_traits>
 
 #include "module/report/std_report.h"
+#include "riff/riff_recovery.h"
+#include "tags/tag_writing.h"
 
 namespace wavecodec {
 
@@ -26,6 +28,7 @@ bool clDecoder::Open(STZuOpenDecoder& record) {
     return trace.Fail(L"Error opening file '", name, L"' check no other program has it open.");
   }
   DebugLine(Report) << L"Opened";
+  if (!FinishInterruptedChange(Source, record.fileName, XFileAccess::Read, Report)) return false;
   DebugLine(Report) << L"Reading Audio Information";
   if (!WaveDecoder->Initialize(Source, Report, DecodeFrom, DecodeTo)) return false;
   DebugLine(Report) << L"Read Audio Information";
@@ -70,10 +73,13 @@ bool clDecoder::SetPosition(int64_t frames) {
   return WaveDecoder->SetPosition(frames) && trace.Leave(true);
 }
 
-bool clDecoder::DeleteATag(const wchar_t* /*file_name*/, const wchar_t* /*names*/) {
+bool clDecoder::DeleteATag(const wchar_t* file_name, const wchar_t* names) {
+  constexpr size_t kLongestList = 2000000000;
   const TraceScope trace(Report, "DeleteATag");
-  trace.Fail(L"Error this version of the module cannot delete tags.");
-  return trace.Leave(false);
+  const bool delete_all = names == nullptr || *names == 0;
+  XStrList list;
+  if (!delete_all) list.SetFromPackedCharArray(names, kLongestList);
+  return trace.Leave(DeleteTags(file_name, list, delete_all, Report));
 }
 
 }  // namespace wavecodec

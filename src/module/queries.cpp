@@ -1,5 +1,6 @@
 // What the host can ask with `Get` and tell with `Set`. All answers are constants, so the texts
 // that a host receives stay valid as long as the module is loaded.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
@@ -7,6 +8,7 @@
 
 #include "module/decoder.h"
 #include "module/report/std_report.h"
+#include "tags/tag_writing.h"
 
 namespace wavecodec {
 namespace {
@@ -125,7 +127,12 @@ bool clDecoder::Get(const wchar_t* key, STZuCodecGetSet& record) {
 
 bool clDecoder::Set(const wchar_t* key, STZuCodecGetSet& record) {
   DebugLine(Report, "Set") << key;
-  if (std::wstring_view(key) != L"Set Decode Range") return false;
+  const std::wstring_view name = key;
+  if (name == L"IDTags") {
+    const auto size = static_cast<size_t>(std::max(record.SubIndex, 0));
+    return WriteIDTags(record.Text1, record.Data, size, Report);
+  }
+  if (name != L"Set Decode Range") return false;
   DecodeFrom = record.RangeFrom;
   DecodeTo = record.RangeTo;
   return true;

@@ -31,6 +31,9 @@ inline constexpr uint32_t kBext = RIFFChnkID("bext");  // EBU Tech 3285
 inline constexpr uint32_t kId3 = RIFFChnkID("id3 ");
 }  // namespace chunk_id
 
+// The size of an RF64 container or chunk that is told elsewhere, in 64 bits (EBU Tech 3306).
+inline constexpr uint32_t kRF64SizeMark = 0xFFFFFFFF;
+
 // The ID with every ASCII letter between `first` and `last` moved by `shift`.
 constexpr uint32_t ShiftLetters(uint32_t id, uint8_t first, uint8_t last, int shift) {
   uint32_t shifted = 0;

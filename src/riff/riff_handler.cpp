@@ -9,7 +9,6 @@
 namespace wavecodec {
 namespace {
 
-constexpr uint32_t kSizeIn64Bits = 0xFFFFFFFF;  // of an RF64 chunk (EBU Tech 3306)
 constexpr size_t kContainerHeaderSize = 12;
 constexpr size_t kChunkHeaderSize = 8;
 
@@ -37,6 +36,7 @@ void clRIFFHandler::DefaultCreate() {
 void clRIFFHandler::Destroy() {
   RiffID = chunk_id::kRiff;
   RiffSize = 0;
+  Planned.reset();
   Chunks.Clear();
   File = nullptr;
   Report = {};
@@ -72,6 +72,7 @@ ptrdiff_t clRIFFHandler::IndexOfChunk(uint32_t id) const {
 
 bool clRIFFHandler::ScanFile() {
   const TraceScope trace(Report, "ScanFile");
+  Planned.reset();
   Scan scan{.Trace = trace, .FileSizeLeft = File->Size()};
   if (scan.FileSizeLeft < 0) return trace.Fail(L"Error reading File Size.");
   if (scan.FileSizeLeft == 0) {
@@ -108,11 +109,12 @@ bool clRIFFHandler::ReadContainerHeader(Scan& scan) {
   }
   trace.Debug() << L"  RIFF Header '" << [&] { return RIFFChnkID2CHR(id); } << L"'  Length: "
                 << size << L"  FormType '" << [&] { return RIFFChnkID2CHR(form); } << L"'";
-  if (size != kSizeIn64Bits && size % 2 != 0) {
+  if (size != kRF64SizeMark && size % 2 != 0) {
     trace.Info() << L"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.";
   }
   RiffID = id;
-  RiffSize = size;
+  FormType = form;
+  RiffSize = StoredRiffSize = size;
   scan.FileSizeLeft -= static_cast<int64_t>(kContainerHeaderSize);
   scan.RiffSizeLeft = size >= 4 ? int64_t{size} - 4 : 0;
   if (scan.RiffSizeLeft != scan.FileSizeLeft) {
@@ -137,6 +139,7 @@ bool clRIFFHandler::ScanChunk(Scan& scan, int64_t position) {
   trace.Debug() << L"  Got Chunk '" << [&] { return RIFFChnkID2CHR(id); } << L"'  Length: "
                 << claimed_size << L"  RiffSizeLeft: " << scan.RiffSizeLeft << L"  ChunkPosition: "
                 << position;
+  StoredLastSize = claimed_size;
   const uint64_t size = CutToBounds(id, claimed_size, scan);
   if (position != Chunks.EndPosition()) ++scan.Misplaced;
   Chunks.Append(id, size);
@@ -157,7 +160,7 @@ uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const Scan& scan
     scan.Trace.Error() << L"Error Chunk is out of file.";
   }
   const auto left = static_cast<uint64_t>(scan.FileSizeLeft);
-  const bool runs_to_the_end = size == kSizeIn64Bits && CompareID(id, chunk_id::kData, true) &&
+  const bool runs_to_the_end = size == kRF64SizeMark && CompareID(id, chunk_id::kData, true) &&
                                CompareID(RiffID, chunk_id::kRf64, true);
   return runs_to_the_end ? left : std::min<uint64_t>(size, left);
 }

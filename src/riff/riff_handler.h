@@ -6,8 +6,11 @@
 #include <optional>
 
 #include "riff/chunk_id.h"
+#include "riff/chunk_plan.h"
 #include "riff/chunk_table.h"
+#include "support/file_rewrite.h"
 #include "support/xfile.h"
+#include "support/xmem.h"
 #include "wavecodec/codec_module.h"
 
 namespace wavecodec {
@@ -43,6 +46,33 @@ class clRIFFHandler {
   // Bytes behind the first 8 that the chunks take by the layout rule (see RIFFChunkTable).
   [[nodiscard]] uint64_t GetRiffSize() const { return RiffSize; }
 
+  // Changing the file, which is open for writing. The operations plan: each works on the layout that
+  // those before leave, and nothing is written before WriteChunkHeaders carries the whole plan out.
+  // Padding types are those of RIFFPadding.
+
+  // False, with an error line, for a file that is not understood well enough to be changed: no
+  // format, no audio, or audio that is still being recorded.
+  [[nodiscard]] bool CanBeChanged();
+  // The planned index of a chunk that was scanned.
+  [[nodiscard]] size_t PlannedIndex(size_t index) { return Plan().IndexOfOld(index); }
+  [[nodiscard]] size_t PlannedCount() { return Plan().Count(); }
+  // Where chunks go that stand before the audio: at the first padding between `fmt ` and `data`,
+  // else at `data`.
+  [[nodiscard]] size_t PlannedIndexBeforeData();
+
+  bool RemoveChunkFromFile(size_t index, uint32_t padding_type);
+  // Before the chunk at `index`; behind the last one when there is none, or, where nothing can stand
+  // behind the audio, before that. Fails when `chunk` (see CreateChunk) is shorter than a header.
+  bool InsertNewChunkIntoFile(size_t index, XMem chunk, uint32_t padding_type,
+                              uint32_t padding_size);
+  // Does nothing when the chunk has just these bytes.
+  bool ResizeExistingChunkOnFile(size_t index, XMem chunk, uint32_t padding_type,
+                                 uint32_t padding_size);
+  // Writes what was planned: chunks, headers, sizes. The audio is moved once at most, and only when
+  // there is no room before it. On failure the file is as it was, or the change is finished when it
+  // is next opened. Afterwards the file has to be scanned anew.
+  bool WriteChunkHeaders();
+
  private:
   struct Scan;
 
@@ -53,11 +83,41 @@ class clRIFFHandler {
   [[nodiscard]] uint64_t CutToBounds(uint32_t id, uint32_t size, const Scan& scan) const;
   void CompareLayout(Scan& scan);
 
+  RIFFChunkPlan& Plan();
+  [[nodiscard]] bool IsUnfinished(size_t data) const;
+  [[nodiscard]] bool ReadDs64();
+  [[nodiscard]] bool DataKeepsMark() const;
+  [[nodiscard]] bool Ds64TellsLess() const;
+  [[nodiscard]] uint64_t LastSize() const;
+  [[nodiscard]] bool HasJustTheseBytes(size_t index, const XMem& chunk);
+  struct Rewrite;
+  void PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece);
+  void PlanMove(Rewrite& rewrite, int64_t from, int64_t length);
+  void PlanTail(Rewrite& rewrite);
+  void PlanHeaders(Rewrite& rewrite);
+  [[nodiscard]] bool Fits(const Rewrite& rewrite);
+  [[nodiscard]] RewriteSafety SafetyOf(const Rewrite& rewrite) const;
+  void ReportHeader(uint32_t id, uint64_t size, int64_t position) const;
+
   XFile* File = nullptr;
   STNStdReport Report{};
   uint32_t RiffID = chunk_id::kRiff;
+  uint32_t FormType = chunk_id::kWave;
   uint64_t RiffSize = 0;
   RIFFChunkTable Chunks;
+  uint32_t StoredRiffSize = 0;           // as the header has it
+  uint32_t StoredLastSize = 0;           // as the header of the last chunk has it
+  std::optional<RIFFChunkPlan> Planned;  // refers to Chunks
+  // The sizes in an RF64 file's `ds64` chunk, when it is the first one.
+  struct LongSizes {
+    uint64_t Riff = 0;
+    uint64_t Data = 0;
+  };
+  std::optional<LongSizes> Ds64;
 };
+
+// Makes a complete chunk: header, the data, and a pad byte when their size is odd. False when there
+// is no memory or the data are too large for a chunk.
+bool CreateChunk(XMem& out, uint32_t id, const uint8_t* data, size_t size);
 
 }  // namespace wavecodec

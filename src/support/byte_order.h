@@ -29,6 +29,13 @@ constexpr void WriteU32LE(uint8_t* bytes, uint32_t value) {
 constexpr void WriteU32BE(uint8_t* bytes, uint32_t value) {
   for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
 }
+constexpr uint64_t ReadU64LE(const uint8_t* bytes) {
+  return ReadU32LE(bytes) | uint64_t{ReadU32LE(bytes + 4)} << 32;
+}
+constexpr void WriteU64LE(uint8_t* bytes, uint64_t value) {
+  WriteU32LE(bytes, static_cast<uint32_t>(value));
+  WriteU32LE(bytes + 4, static_cast<uint32_t>(value >> 32));
+}
 
 // The low 16 bits of each of `count` units, one behind another.
 template <typename Unit>

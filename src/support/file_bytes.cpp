@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -126,19 +127,21 @@ bool CutFile(XFileHandle file, size_t size) {
   return Retry([&] { return ::ftruncate(file, static_cast<off_t>(size)); }) == 0;
 }
 
-bool ClaimFileRoom(XFileHandle file, size_t old_size, size_t size) {
+bool ClaimFileRoom(XFileHandle file, int64_t from, int64_t size) {
 #ifdef __linux__
-  const WriteSignalGuard guard;
   int error = EINTR;
-  while (error == EINTR)
-    error =
-        ::posix_fallocate(file, static_cast<off_t>(old_size), static_cast<off_t>(size - old_size));
-  guard.TakeAway(error);
+  while (error == EINTR) error = ::posix_fallocate(file, from, size - from);
   if (error == 0) return true;
   if (error != EOPNOTSUPP && error != EINVAL && error != ENOSYS) return false;
 #endif
   // Zeros that are written have their room just as well.
-  return WriteAt(file, std::string(size - old_size, '\0'), old_size);
+  const std::string zeros(static_cast<size_t>(std::min(size - from, int64_t{1} << 16)), '\0');
+  for (int64_t left = size - from; left > 0;) {
+    const auto piece = static_cast<size_t>(std::min(left, static_cast<int64_t>(zeros.size())));
+    if (!WriteAt(file, {zeros.data(), piece}, static_cast<size_t>(size - left))) return false;
+    left -= static_cast<int64_t>(piece);
+  }
+  return true;
 }
 
 bool OrderOnDisk(XFileHandle file) {

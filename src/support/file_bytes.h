@@ -69,9 +69,9 @@ bool ReadWholeFile(XFileHandle file, std::string& bytes);
 // Like all writing here: past the limit of a file's size it fails without ending the process.
 bool WriteAt(XFileHandle file, std::string_view bytes, size_t position);
 bool CutFile(XFileHandle file, size_t size);
-// Lengthens the file to `size` bytes by zeros that have their room on the disk. It may have grown
-// when it fails.
-bool ClaimFileRoom(XFileHandle file, size_t old_size, size_t size);
+// Makes sure of the room on the disk from `from` to `size`, where the file holds nothing yet, and
+// lengthens it so far. It may have grown when it fails. The limit of a file's size is the caller's.
+bool ClaimFileRoom(XFileHandle file, int64_t from, int64_t size);
 // What was written before reaches the disk before what is written afterwards.
 bool OrderOnDisk(XFileHandle file);
 

@@ -1,69 +1,144 @@
 #include "support/xfile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <cstring>
+#include <thread>
 
+#include "support/file_bytes.h"
+#include "support/saturating.h"
+#include "support/xmem.h"
 #include "support/xstr.h"
 
 namespace wavecodec {
 
 namespace {
 
-XFileHandle OpenForReading(const char* path, int more_flags) {
+XFileHandle OpenPath(const char* path, int flags) {
   XFileHandle handle = kNoFile;
   do {
-    handle = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | more_flags);
+    handle = ::open(path, flags | O_CLOEXEC | O_NOCTTY);
   } while (handle == kNoFile && errno == EINTR);
   return handle;
+}
+
+// The handle of a regular file, and what the system tells of it.
+XFileHandle OpenRegular(const wchar_t* name, int flags, struct stat& status, bool& is_link) {
+  const auto path = name != nullptr ? ToFileNameBytes(name) : std::nullopt;
+  if (!path) return kNoFile;
+  // Without waiting first: opening a pipe that nobody writes to must not hang the host. A file that
+  // another program has leased is waited for.
+  XFileHandle handle = OpenPath(path->c_str(), flags | O_NONBLOCK | O_NOFOLLOW);
+  is_link = handle == kNoFile && errno == ELOOP;
+  if (is_link) handle = OpenPath(path->c_str(), flags | O_NONBLOCK);
+  if (handle == kNoFile && errno == EWOULDBLOCK && ::stat(path->c_str(), &status) == 0 &&
+      S_ISREG(status.st_mode)) {
+    handle = OpenPath(path->c_str(), flags);
+  }
+  if (handle != kNoFile && (::fstat(handle, &status) != 0 || !S_ISREG(status.st_mode))) {
+    ::close(handle);
+    handle = kNoFile;
+  }
+  return handle;
+}
+
+// Waits for others who write. A file system without locks has to do without.
+bool LockForWriting(XFileHandle handle) {
+  constexpr std::chrono::milliseconds kStep(20);
+  constexpr std::chrono::seconds kLongest(20);  // a large file's audio may be on the move
+  const auto end = std::chrono::steady_clock::now() + kLongest;
+  while (!LockFile(handle, LOCK_EX | LOCK_NB)) {
+    if (errno != EWOULDBLOCK) return true;
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(kStep);
+  }
+  return true;
+}
+
+int64_t FileSizeLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return INT64_MAX;
+  return static_cast<int64_t>(std::min<rlim_t>(limit.rlim_cur, INT64_MAX));
 }
 
 }  // namespace
 
 bool XFile::Open(const wchar_t* name) {
   Close();
-  const auto path = name != nullptr ? ToFileNameBytes(name) : std::nullopt;
-  if (!path) return false;
   struct stat status {};
-  // Without waiting first: opening a pipe that nobody writes to must not hang the host. A file that
-  // another program has leased is waited for.
-  XFileHandle handle = OpenForReading(path->c_str(), O_NONBLOCK);
-  if (handle == kNoFile && errno == EWOULDBLOCK && ::stat(path->c_str(), &status) == 0 &&
-      S_ISREG(status.st_mode)) {
-    handle = OpenForReading(path->c_str(), 0);
-  }
-  if (handle == kNoFile) return false;
-  if (::fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) {
-    ::close(handle);
+  FileHandle = OpenRegular(name, O_RDONLY, status, OpenedLink);
+  if (FileHandle == kNoFile) return false;
+  Owned = true;
+  SetOpened(status.st_size);
+  return true;
+}
+
+bool XFile::Open(const wchar_t* name, XFileAccess access) {
+  if (access == XFileAccess::Read) return Open(name);
+  Close();
+  struct stat status {};
+  FileHandle = OpenRegular(name, O_RDWR, status, OpenedLink);
+  if (FileHandle == kNoFile) return false;
+  Owned = true;
+  // After waiting the size may be another.
+  if (!LockFile(FileHandle, LOCK_EX | LOCK_NB) &&
+      (!LockForWriting(FileHandle) || ::fstat(FileHandle, &status) != 0)) {
+    Close();
     return false;
   }
+  SetOpened(status.st_size, FileSizeLimit());
+  return true;
+}
+
+void XFile::SetOpened(int64_t size, int64_t size_limit) {
+  Opened = true;
+  KnownSize = size;
+  SizeLimit = size_limit;
+}
+
+bool XFile::Adopt(XFileHandle handle) {
+  Close();
   FileHandle = handle;
   Owned = true;
-  OpenedSize = status.st_size;
+  struct stat status {};
+  if (::fstat(handle, &status) != 0) {
+    Close();
+    return false;
+  }
+  SetOpened(status.st_size, FileSizeLimit());
   return true;
 }
 
 void XFile::Share(const XFile& other) {
   Close();
   FileHandle = other.FileHandle;
-  OpenedSize = other.OpenedSize;
+  if (other.Opened) SetOpened(other.KnownSize, other.SizeLimit);
+}
+
+void XFile::ForgetWindows() {
+  for (Window& window : Windows) window.Length = 0;
 }
 
 void XFile::Close() {
   if (Owned) ::close(FileHandle);
   FileHandle = kNoFile;
   Owned = false;
-  OpenedSize = -1;
+  Opened = false;
+  KnownSize = -1;
   Position = 0;
-  for (Window& window : Windows) window.Length = 0;
+  ForgetWindows();
 }
 
 bool XFile::SetPosition(int64_t offset, ENXFilePos from) {
-  if (FileHandle == kNoFile) return false;
+  if (!Opened) return false;
   int64_t base = 0;
   if (from == ENXFilePos::Current) base = Position;
   if (from == ENXFilePos::End) base = Size();
@@ -116,6 +191,84 @@ size_t XFile::ReadSmall(void* buffer, size_t count) {
   std::memcpy(buffer, bytes, count);
   Position += static_cast<int64_t>(count);
   return count;
+}
+
+bool XFile::Write(const void* bytes, size_t count) {
+  const int64_t end = SaturatingAdd(Position, static_cast<int64_t>(count));
+  if (!Opened || end > SizeLimit) return false;
+  ForgetWindows();
+  const bool written = WriteAt(bytes, count, Position);
+  KnownSize = std::max(KnownSize, end);  // also after a failure some of it may be there
+  if (written) Position = end;
+  return written;
+}
+
+bool XFile::SetSize(int64_t size) {
+  if (!Opened || size > SizeLimit) return false;
+  ForgetWindows();
+  if (!Resize(size)) return false;
+  KnownSize = size;
+  return true;
+}
+
+bool XFile::ClaimRoom(int64_t from, int64_t size) {
+  if (size <= from) return true;
+  if (!Opened || size > SizeLimit) return false;
+  ForgetWindows();
+  if (Claim(from, size)) {
+    KnownSize = std::max(KnownSize, size);
+    return true;
+  }
+  static_cast<void>(Resize(KnownSize));  // it may have grown
+  return false;
+}
+
+bool XFile::Shuffle(int64_t from, int64_t delta) {
+  constexpr int64_t kPiece = int64_t{1} << 20;
+  const int64_t end = Size();
+  if (from < 0 || from > end || from + delta < 0) return false;
+  if (delta > 0 && !ClaimRoom(end, SaturatingAdd(end, delta))) return false;
+  XMem piece;
+  if (!piece.SetSize(static_cast<size_t>(std::min(kPiece, end - from)))) return false;
+  for (int64_t done = 0; done < end - from;) {
+    const int64_t length = std::min(kPiece, end - from - done);
+    const int64_t source = delta > 0 ? end - done - length : from + done;
+    const auto bytes = static_cast<size_t>(length);
+    if (!SetPosition(source) || Read(piece.Data(), bytes) != bytes) return false;
+    if (!SetPosition(source + delta) || !Write(piece.Data(), bytes)) return false;
+    done += length;
+  }
+  return delta >= 0 || SetSize(end + delta);
+}
+
+bool XFile::WriteAt(const void* bytes, size_t count, int64_t position) {
+  const auto* next = static_cast<const uint8_t*>(bytes);
+  while (count != 0) {
+    const ssize_t put = ::pwrite(FileHandle, next, count, position);
+    if (put < 0 && errno == EINTR) continue;
+    if (put <= 0) return false;
+    next += put;
+    position += put;
+    count -= static_cast<size_t>(put);
+  }
+  return true;
+}
+
+bool XFile::Resize(int64_t size) { return CutFile(FileHandle, static_cast<size_t>(size)); }
+
+bool XFile::Claim(int64_t from, int64_t size) { return ClaimFileRoom(FileHandle, from, size); }
+
+std::string XFile::PathOnDisk() const {
+  char path[PATH_MAX + 1] = {};
+#ifdef __APPLE__
+  if (::fcntl(FileHandle, F_GETPATH, path) != 0) return {};
+#else
+  const std::string link = "/proc/self/fd/" + std::to_string(FileHandle);
+  if (::readlink(link.c_str(), path, PATH_MAX) <= 0) return {};
+#endif
+  const XFileStamp here = XFileStamp::Of(FileHandle);
+  const XFileStamp there = XFileStamp::Of(path);
+  return here.Device == there.Device && here.Node == there.Node ? path : std::string();
 }
 
 }  // namespace wavecodec

@@ -1,15 +1,19 @@
-// A file with 64-bit positions, read with positional reads: its position is a number of this
+// A file with 64-bit positions, read and written at positions: its position is a number of this
 // object, so moving it costs no system call.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <string>
 
 namespace wavecodec {
 
 // What a position is counted from.
 enum class ENXFilePos { Begin, Current, End };
+
+enum class XFileAccess { Read, ReadWrite };
 
 // The operating system's handle of an open file.
 using XFileHandle = int;
@@ -27,14 +31,19 @@ class XFile {
   // Opens a regular file for reading. False when it cannot be opened or is something else (a
   // folder, a pipe, a device), which a Wave file never is.
   virtual bool Open(const wchar_t* name);
+  // The same, also for writing: nobody else has it open for that meanwhile, as far as they ask (the
+  // file is locked). Waits a while for one who has.
+  bool Open(const wchar_t* name, XFileAccess access);
+  // Takes over an open file.
+  bool Adopt(XFileHandle handle);
   // Works on a file that `other` has open, which keeps it open meanwhile.
   void Share(const XFile& other);
   virtual void Close();
-  [[nodiscard]] bool IsOpen() const { return FileHandle != kNoFile; }
+  [[nodiscard]] bool IsOpen() const { return Opened; }
 
-  // Size in bytes when the file was opened, -1 when it cannot be told. A file that grows meanwhile
-  // is read as it was.
-  [[nodiscard]] virtual int64_t Size() const { return OpenedSize; }
+  // Size in bytes when the file was opened, and what was written through this object since; -1 when
+  // it cannot be told. A file that others let grow meanwhile is read as it was.
+  [[nodiscard]] virtual int64_t Size() const { return KnownSize; }
   [[nodiscard]] virtual int64_t GetPosition() const { return Position; }
   // Moves the position, also past the end. False, and no move, when no file is open or the place
   // lies before the file's start.
@@ -50,12 +59,38 @@ class XFile {
   // has been looked at.
   [[nodiscard]] virtual size_t ReadSmall(void* buffer, size_t count);
 
+  // Writes all bytes at the position, which moves past them; false when it could not, and some may
+  // be written then. Past the limit of a file's size it fails without ending the process.
+  [[nodiscard]] bool Write(const void* bytes, size_t count);
+  // Cuts the file, or lengthens it by zeros for which there need not be room.
+  [[nodiscard]] bool SetSize(int64_t size);
+  // Makes sure of the room for a file of `size` bytes, which it then has; false, and the size that
+  // it had, when there is not enough. `from`: what lies before has its room.
+  [[nodiscard]] bool ClaimRoom(int64_t from, int64_t size);
+  // Moves everything from `from` to the end by `delta` bytes: towards the start, over what lies
+  // before, or towards the end. The file's size changes with it.
+  [[nodiscard]] bool Shuffle(int64_t from, int64_t delta);
+
+  // True when the name that was opened is a symbolic link to the file.
+  [[nodiscard]] bool IsLink() const { return OpenedLink; }
+  // Where the open file lies now, links resolved, in the bytes of the system; "" when it lies
+  // nowhere (it was removed) or that cannot be told.
+  [[nodiscard]] virtual std::string PathOnDisk() const;
+
+ protected:
+  // Marks the object as open, with what is known of it.
+  void SetOpened(int64_t size, int64_t size_limit = std::numeric_limits<int64_t>::max());
+  // What a derived class with another store of bytes replaces. Reads at least `needed` bytes where
+  // there are as many, and up to `room`.
+  [[nodiscard]] virtual size_t ReadAt(void* buffer, size_t needed, size_t room,
+                                      int64_t position) const;
+  [[nodiscard]] virtual bool WriteAt(const void* bytes, size_t count, int64_t position);
+  [[nodiscard]] virtual bool Resize(int64_t size);
+  [[nodiscard]] virtual bool Claim(int64_t from, int64_t size);
+
  private:
   static constexpr size_t kWindowSize =
       4096;  // holds all headers of an ordinary file before its audio
-
-  // Reads at least `needed` bytes where the file has them, and up to `room`.
-  [[nodiscard]] size_t ReadAt(void* buffer, size_t needed, size_t room, int64_t position) const;
 
   struct Window {
     int64_t Position = 0;
@@ -66,9 +101,14 @@ class XFile {
     [[nodiscard]] const uint8_t* Find(int64_t position, size_t count) const;
   };
 
+  void ForgetWindows();
+
   XFileHandle FileHandle = kNoFile;
   bool Owned = false;
-  int64_t OpenedSize = -1;
+  bool Opened = false;
+  bool OpenedLink = false;
+  int64_t KnownSize = -1;
+  int64_t SizeLimit = std::numeric_limits<int64_t>::max();  // beyond it the system ends processes
   int64_t Position = 0;
   std::array<Window, 2> Windows;
   size_t LastUsed = 0;  // the window that the next miss spares

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "support/file_bytes.h"
+#include "support/write_signal_guard.h"
 
 namespace wavecodec {
 namespace {
@@ -259,7 +260,12 @@ bool XRegistryFile::Rewrite(std::string_view text) {
 bool XRegistryFile::ClaimRoom(size_t size) const {
   if (!Step("claim room")) return false;
   // What the file holds has its room: no part of a document is a hole.
-  if (size <= Text.size() || ClaimFileRoom(File.Handle(), Text.size(), size)) return true;
+  if (size <= Text.size()) return true;
+  const WriteSignalGuard guard;
+  if (ClaimFileRoom(File.Handle(), static_cast<int64_t>(Text.size()), static_cast<int64_t>(size))) {
+    return true;
+  }
+  guard.TakeAway(EFBIG);
   CutFile(File.Handle(), Text.size());
   return false;
 }

@@ -111,6 +111,12 @@ bool clRIFFBEXTChunk::TagsToBEXT(XMem& out, const NTag& tags, const STNStdReport
   return trace.Leave(found);
 }
 
+void clRIFFBEXTChunk::KeepOtherFields(XMem& body, const XMem& replaced) {
+  if (body.Size() < kFixedSize || replaced.Size() < kFixedSize) return;
+  std::copy(replaced.Data() + kVersionOffset, replaced.Data() + kFixedSize,
+            body.Data() + kVersionOffset);
+}
+
 void clRIFFBEXTChunk::RemoveTagsFromList(NTag& tags, const STNStdReport& report) {
   const TraceScope trace(report, "RemoveTagsFromList");
   for (const Field& field : kTextFields) tags.RemoveTag(field.Name);

@@ -1,0 +1,362 @@
+// Changing the chunks of a file in place.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "module/report/std_report.h"
+#include "riff/riff_handler.h"
+#include "support/byte_order.h"
+
+namespace wavecodec {
+namespace {
+
+constexpr const char* kName = "WriteChunkHeaders";
+constexpr int64_t kHeaderSize = RIFFChunkTable::kHeaderSize;
+constexpr size_t kContainerHeaderSize = 12;
+constexpr uint64_t kLargestSize = kRF64SizeMark - 1;  // that a header can tell
+constexpr size_t kDs64Sizes = 16;                     // the two sizes that are looked at
+
+constexpr AnyCaseID kFmt(chunk_id::kFmt);
+constexpr AnyCaseID kData(chunk_id::kData);
+constexpr AnyCaseID kJunk(chunk_id::kJunk);
+constexpr AnyCaseID kPad(chunk_id::kPad);
+constexpr AnyCaseID kDs64(chunk_id::kDs64);
+constexpr AnyCaseID kRf64(chunk_id::kRf64);
+
+bool IsPrintable(uint32_t id) {
+  for (; id != 0; id >>= 8) {
+    if ((id & 0xFF) < 0x20 || (id & 0xFF) > 0x7E) return false;
+  }
+  return true;
+}
+
+void PutHeader(uint8_t* bytes, uint32_t id, uint64_t size) {
+  WriteU32LE(bytes, id);
+  WriteU32LE(bytes + 4, static_cast<uint32_t>(size));
+}
+
+FileRewrite::Patch MakePatch(int64_t position, size_t size) {
+  FileRewrite::Patch patch;
+  patch.Position = position;
+  if (!patch.Bytes.SetSize(size)) throw std::bad_alloc();
+  if (size != 0) std::memset(patch.Bytes.Data(), 0, size);
+  return patch;
+}
+
+int64_t EndOf(const FileRewrite::Patch& patch) {
+  return patch.Position + static_cast<int64_t>(patch.Bytes.Size());
+}
+
+// Adds a patch behind those before; one that follows on is one with the last.
+void AddPatch(std::vector<FileRewrite::Patch>& patches, FileRewrite::Patch patch) {
+  if (patches.empty() || EndOf(patches.back()) != patch.Position) {
+    patches.push_back(std::move(patch));
+    return;
+  }
+  XMem& last = patches.back().Bytes;
+  const size_t before = last.Size();
+  if (!last.SetSize(before + patch.Bytes.Size(), true)) throw std::bad_alloc();
+  std::memcpy(last.Data() + before, patch.Bytes.Data(), patch.Bytes.Size());
+}
+
+// A signal can end a process between two pages of one write. A chunk that grows into the padding
+// behind it is written behind that padding's new header then: there is a way to the audio at every
+// moment.
+void SplitAtPages(std::vector<FileRewrite::Patch>& patches, bool ends_with_header) {
+  constexpr int64_t kPage = 4096;
+  FileRewrite::Patch& whole = patches.front();
+  if (!ends_with_header || whole.Position / kPage == (EndOf(whole) - 1) / kPage) return;
+  FileRewrite::Patch header = MakePatch(EndOf(whole) - kHeaderSize, kHeaderSize);
+  const size_t rest = whole.Bytes.Size() - header.Bytes.Size();
+  std::memcpy(header.Bytes.Data(), whole.Bytes.Data() + rest, header.Bytes.Size());
+  if (rest == 0 || !whole.Bytes.SetSize(rest, true)) return;
+  patches.insert(patches.begin(), std::move(header));
+}
+
+}  // namespace
+
+bool CreateChunk(XMem& out, uint32_t id, const uint8_t* data, size_t size) {
+  const auto header = static_cast<size_t>(kHeaderSize);
+  if (size > kLargestSize || !out.SetSize(header + size + size % 2)) return false;
+  PutHeader(out.Data(), id, size);
+  if (size != 0) std::memcpy(out.Data() + header, data, size);
+  if (size % 2 != 0) out.Data()[header + size] = 0;
+  return true;
+}
+
+RIFFChunkPlan& clRIFFHandler::Plan() {
+  if (!Planned) Planned.emplace(Chunks);
+  return *Planned;
+}
+
+// Audio that a recorder has not told the size of yet looks like bytes behind the last chunk, or like
+// a chunk.
+bool clRIFFHandler::IsUnfinished(size_t data) const {
+  if (Chunks.At(data)->ChunkSize != 0) return false;
+  const auto next = Chunks.At(data + 1);
+  return next ? !IsPrintable(next->ChunkID) : File->Size() > Chunks.EndPosition();
+}
+
+bool clRIFFHandler::CanBeChanged() {
+  constexpr const char* kCheck = "CanBeChanged";
+  const bool has_fmt = Chunks.Find([](uint32_t id) { return kFmt.Is(id); }).has_value();
+  const auto data = Chunks.Find([](uint32_t id) { return kData.Is(id); });
+  if (!has_fmt || !data) {
+    ErrorLine(Report, kCheck) << L"Error no 'fmt ' or no 'data' chunk, the file is not changed.";
+    return false;
+  }
+  const auto last = Chunks.At(Chunks.Count() - 1);
+  const bool is_cut = last->ChunkSize != StoredLastSize;
+  if (IsUnfinished(*data) || (is_cut && !IsPrintable(last->ChunkID))) {
+    ErrorLine(Report, kCheck) << L"Error the recording is not finished, the file is not changed.";
+    return false;
+  }
+  if (ReadDs64()) return true;
+  ErrorLine(Report, kCheck) << L"Error cannot read 'ds64' chunk from file.";
+  return false;
+}
+
+bool clRIFFHandler::ReadDs64() {
+  Ds64.reset();
+  const auto first = Chunks.At(0);
+  if (!kRf64.Is(RiffID) || !kDs64.Is(first->ChunkID) || first->ChunkSize < kDs64Sizes) return true;
+  std::array<uint8_t, kDs64Sizes> sizes{};
+  if (!File->SetPosition(first->FileDataPosition) ||
+      File->ReadSmall(sizes.data(), sizes.size()) != sizes.size()) {
+    return false;
+  }
+  Ds64 = LongSizes{ReadU64LE(sizes.data()), ReadU64LE(sizes.data() + 8)};
+  return true;
+}
+
+// The audio of an RF64 file runs to the end of the file while its header leaves the size to `ds64`.
+// It goes on doing so where 32 bits cannot tell its size, and where `ds64` tells a smaller one: what
+// lies behind may then be chunks for other programs. Nothing can be placed behind such audio.
+bool clRIFFHandler::DataKeepsMark() const {
+  const auto last = Chunks.At(Chunks.Count() - 1);
+  if (!kRf64.Is(RiffID) || !kData.Is(last->ChunkID) || StoredLastSize != kRF64SizeMark) {
+    return false;
+  }
+  if (last->ChunkSize > kLargestSize) return true;
+  if (!Ds64 || Ds64->Data == 0) return false;
+  return Ds64->Data + Ds64->Data % 2 < last->ChunkSize;
+}
+
+size_t clRIFFHandler::PlannedIndexBeforeData() {
+  const auto data = static_cast<size_t>(IndexOfDataChunk());
+  const auto fmt = Chunks.Find([](uint32_t id) { return kFmt.Is(id); });
+  std::optional<size_t> padding;
+  Chunks.ForEach([&](size_t index, const STRIFFChunk& chunk) {
+    if (padding || !fmt || index <= *fmt || index >= data) return;
+    if (!kJunk.Is(chunk.ChunkID) && !kPad.Is(chunk.ChunkID)) return;
+    const size_t planned = PlannedIndex(index);
+    if (planned < PlannedCount()) padding = planned;
+  });
+  return padding.value_or(PlannedIndex(data));
+}
+
+bool clRIFFHandler::RemoveChunkFromFile(size_t index, uint32_t padding_type) {
+  return Plan().Remove(index, padding_type);
+}
+
+bool clRIFFHandler::InsertNewChunkIntoFile(size_t index, XMem chunk, uint32_t padding_type,
+                                           uint32_t padding_size) {
+  if (index >= PlannedCount() && DataKeepsMark()) index = PlannedIndexBeforeData();
+  if (index == 0 && Chunks.Count() != 0 && kRf64.Is(RiffID) && kDs64.Is(Chunks.At(0)->ChunkID)) {
+    index = 1;  // `ds64` stays the first chunk
+  }
+  return Plan().Insert(index, std::move(chunk), padding_type, padding_size);
+}
+
+bool clRIFFHandler::HasJustTheseBytes(size_t index, const XMem& chunk) {
+  const auto old_index = Plan().OldIndexOf(index);
+  const auto old = old_index ? Chunks.At(*old_index) : std::nullopt;
+  XMem present;
+  return old && old->ChunkSize + 2 * kHeaderSize > chunk.Size() && present.SetSize(chunk.Size()) &&
+         File->SetPosition(old->ChunkPosition) &&
+         File->ReadSmall(present.Data(), chunk.Size()) == chunk.Size() &&
+         std::memcmp(present.Data(), chunk.Data(), chunk.Size()) == 0;
+}
+
+bool clRIFFHandler::ResizeExistingChunkOnFile(size_t index, XMem chunk, uint32_t padding_type,
+                                              uint32_t padding_size) {
+  if (HasJustTheseBytes(index, chunk)) return true;
+  return Plan().Resize(index, std::move(chunk), padding_type, padding_size);
+}
+
+// A plan on its way to a change of the file.
+struct clRIFFHandler::Rewrite {
+  FileRewrite Change;
+  int64_t End = RIFFChunkTable::kFirstPosition;  // of the chunks so far
+  size_t Contents = 0;                           // patches that are chunks, not sizes
+  bool EndsWithHeader = false;                   // the last of them does, which is of padding
+};
+
+void clRIFFHandler::ReportHeader(uint32_t id, uint64_t size, int64_t position) const {
+  DebugLine(Report) << L"Writing Chunk Header '" << [&] { return RIFFChnkID2CHR(id); }
+                    << L"' Length: " << size;
+  DebugLine(Report) << L"ChunkPosition: " << position;
+  DebugLine(Report) << L"ChunkDataPos: " << position + kHeaderSize;
+}
+
+// Moves bytes of the old file to the end of the new layout.
+void clRIFFHandler::PlanMove(Rewrite& rewrite, int64_t from, int64_t length) {
+  std::vector<FileRewrite::Move>& moves = rewrite.Change.Moves;
+  if (from == rewrite.End || length <= 0) return;
+  if (!moves.empty() && moves.back().From + moves.back().Length == from &&
+      moves.back().To + moves.back().Length == rewrite.End) {
+    moves.back().Length += length;
+  } else {
+    moves.push_back({from, rewrite.End, length});
+  }
+}
+
+void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
+  using Kind = RIFFChunkPlan::Kind;
+  std::vector<FileRewrite::Patch>& patches = rewrite.Change.Patches;
+  const int64_t footprint = Plan().Footprint(piece);
+  const int64_t position = rewrite.End;
+  if (piece.What == Kind::Kept) {
+    const int64_t from = Chunks.At(piece.First)->ChunkPosition;
+    const int64_t missing = std::max<int64_t>(0, from + footprint - rewrite.Change.OldSize);
+    PlanMove(rewrite, from, footprint - missing);
+    if (missing > 0) {  // the pad byte at the end of the file
+      AddPatch(patches, MakePatch(position + footprint - missing, static_cast<size_t>(missing)));
+    }
+  } else if (piece.What == Kind::New) {
+    ReportHeader(ReadU32LE(piece.Bytes.Data()), ReadU32LE(piece.Bytes.Data() + 4), position);
+    AddPatch(patches, {position, std::move(piece.Bytes)});
+    rewrite.EndsWithHeader = false;
+  } else {
+    ReportHeader(piece.ID, piece.Size, position);
+    const int64_t size = piece.Fresh ? footprint : kHeaderSize;
+    FileRewrite::Patch patch = MakePatch(position, static_cast<size_t>(size));
+    PutHeader(patch.Bytes.Data(), piece.ID, piece.Size);
+    AddPatch(patches, std::move(patch));
+    rewrite.EndsWithHeader = !piece.Fresh;
+  }
+  rewrite.End += footprint;
+}
+
+// Bytes behind the chunks stay behind them.
+void clRIFFHandler::PlanTail(Rewrite& rewrite) {
+  FileRewrite& change = rewrite.Change;
+  const int64_t from = Chunks.EndPosition();
+  const int64_t length = std::max<int64_t>(0, change.OldSize - from);
+  PlanMove(rewrite, from, length);
+  change.NewSize = rewrite.End + length;
+  rewrite.Contents = change.Patches.size();
+}
+
+// True when `ds64` has the audio of a file, which runs to its end for this module, end before.
+bool clRIFFHandler::Ds64TellsLess() const {
+  const auto last = Chunks.At(Chunks.Count() - 1);
+  return Ds64 && Ds64->Data != 0 && DataKeepsMark() &&
+         Ds64->Data + Ds64->Data % 2 < last->ChunkSize;
+}
+
+// The size of the last chunk's data. Where only `ds64` tells it, a pad byte behind is not of them.
+uint64_t clRIFFHandler::LastSize() const {
+  const auto last = Chunks.At(Chunks.Count() - 1);
+  const bool padded = Ds64 && kData.Is(last->ChunkID) && StoredLastSize == kRF64SizeMark &&
+                      Ds64->Data % 2 != 0 && Ds64->Data + 1 == last->ChunkSize;
+  return padded ? Ds64->Data : last->ChunkSize;
+}
+
+void clRIFFHandler::PlanHeaders(Rewrite& rewrite) {
+  FileRewrite& change = rewrite.Change;
+  const size_t last_index = Chunks.Count() - 1;
+  const auto last = Chunks.At(last_index);
+  const bool last_is_kept = Plan().IndexOfOld(last_index) != Plan().Count();
+  if (last_is_kept && LastSize() != StoredLastSize && !DataKeepsMark()) {
+    change.Ahead.push_back(MakePatch(last->ChunkPosition, kHeaderSize));
+    PutHeader(change.Ahead.back().Bytes.Data(), last->ChunkID, LastSize());
+    ReportHeader(last->ChunkID, LastSize(), last->ChunkPosition);
+  }
+  const auto size = static_cast<uint64_t>(rewrite.End - kHeaderSize);
+  if (Ds64) {
+    const auto data = static_cast<size_t>(IndexOfDataChunk());
+    LongSizes sizes{size, data == last_index ? LastSize() : Chunks.At(data)->ChunkSize};
+    if (Ds64TellsLess()) {
+      sizes = *Ds64;
+      sizes.Riff += static_cast<uint64_t>(rewrite.End - Chunks.EndPosition());
+    }
+    if (sizes.Riff != Ds64->Riff || sizes.Data != Ds64->Data) {
+      FileRewrite::Patch patch = MakePatch(Chunks.At(0)->FileDataPosition, kDs64Sizes);
+      WriteU64LE(patch.Bytes.Data(), sizes.Riff);
+      WriteU64LE(patch.Bytes.Data() + 8, sizes.Data);
+      change.Patches.push_back(std::move(patch));
+    }
+  }
+  const bool keeps_mark =
+      kRf64.Is(RiffID) && (StoredRiffSize == kRF64SizeMark || size > kLargestSize);
+  const uint32_t header_size = keeps_mark ? kRF64SizeMark : static_cast<uint32_t>(size);
+  if (header_size == StoredRiffSize) return;
+  FileRewrite::Patch patch = MakePatch(0, kContainerHeaderSize);
+  PutHeader(patch.Bytes.Data(), RiffID, header_size);
+  WriteU32LE(patch.Bytes.Data() + kHeaderSize, FormType);
+  change.Patches.push_back(std::move(patch));
+}
+
+// Whether every size can be told, and every chunk is found again.
+bool clRIFFHandler::Fits(const Rewrite& rewrite) {
+  const auto& pieces = Plan().Pieces();
+  const bool padding_fits = std::all_of(
+      pieces.begin(), pieces.end(), [](const auto& piece) { return piece.Size <= kLargestSize; });
+  const uint64_t limit = kRf64.Is(RiffID) ? uint64_t{kRF64SizeMark} : kLargestSize;
+  int64_t end = rewrite.End;  // of what has to be found by the container's size
+  if (DataKeepsMark()) end -= static_cast<int64_t>(Chunks.At(Chunks.Count() - 1)->ChunkSize);
+  return padding_fits && static_cast<uint64_t>(end - kHeaderSize) <= limit;
+}
+
+// An append and a change in place are safe by the order of their writes.
+RewriteSafety clRIFFHandler::SafetyOf(const Rewrite& rewrite) const {
+  const FileRewrite& change = rewrite.Change;
+  const auto data = Chunks.At(static_cast<size_t>(IndexOfDataChunk()));
+  const int64_t audio_end = data->FileDataPosition + static_cast<int64_t>(data->ChunkSize);
+  for (const FileRewrite::Move& move : change.Moves) {
+    if (move.From < audio_end) return RewriteSafety::Journal;
+  }
+  if (!change.Moves.empty() || rewrite.Contents > 1) return RewriteSafety::JournalIfPossible;
+  if (rewrite.Contents == 0) return RewriteSafety::Direct;
+  const bool behind = change.Patches.front().Position >= change.OldSize;
+  const bool inside = change.OldSize == change.NewSize;
+  return behind || inside ? RewriteSafety::Direct : RewriteSafety::JournalIfPossible;
+}
+
+bool clRIFFHandler::WriteChunkHeaders() {
+  if (!Plan().IsChanged()) return true;
+  Plan().HoldInPlace(static_cast<size_t>(IndexOfDataChunk()));
+  CalcAllChunks();
+  Rewrite rewrite;
+  rewrite.Change.OldSize = File->Size();
+  for (RIFFChunkPlan::Piece& piece : Plan().Pieces()) PlanPiece(rewrite, piece);
+  PlanTail(rewrite);
+  if (!Fits(rewrite)) {
+    ErrorLine(Report, kName)
+        << L"Error the file would be too large for its header, it is not changed.";
+    return false;
+  }
+  PlanHeaders(rewrite);
+  const RewriteSafety safety = SafetyOf(rewrite);
+  if (safety == RewriteSafety::Direct && rewrite.Contents == 1) {
+    SplitAtPages(rewrite.Change.Patches, rewrite.EndsWithHeader);
+  }
+  const uint64_t told = Ds64 ? Ds64->Riff : StoredRiffSize;
+  const auto unlike = static_cast<int64_t>(std::min<uint64_t>(told, INT64_MAX - 8)) + kHeaderSize;
+  const RewriteResult result = RewriteFile(*File, rewrite.Change, safety, unlike);
+  Planned.reset();
+  Chunks.Clear();
+  if (result == RewriteResult::Done) return true;
+  if (result == RewriteResult::NoJournal) {
+    ErrorLine(Report, kName) << L"Error cannot make the journal that moving the audio needs beside "
+                                L"the file, it is not changed.";
+  } else {
+    ErrorLine(Report, kName) << L"Error writing to file, disk full?";
+  }
+  return false;
+}
+
+}  // namespace wavecodec

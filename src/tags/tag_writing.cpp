@@ -1,0 +1,278 @@
+#include "tags/tag_writing.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "id3v2/tag_bridge.h"
+#include "module/report/std_report.h"
+#include "riff/chunk_id.h"
+#include "riff/chunk_reader.h"
+#include "riff/riff_handler.h"
+#include "riff/riff_recovery.h"
+#include "support/xfile.h"
+#include "support/xtemp_file.h"
+#include "tags/bext_chunk.h"
+#include "tags/list_chunk.h"
+#include "tags/set/tag_set.h"
+#include "tags/tag_options.h"
+#include "tags/tag_reading.h"
+
+namespace wavecodec {
+namespace {
+
+enum class Edit { Write, DeleteNamed, DeleteAll };
+
+// Whether two sets say the same, in whatever order.
+bool SameTags(const NTag& a, const NTag& b) {
+  if (a.Count() != b.Count()) return false;
+  for (size_t i = 0; i < a.Count(); ++i) {
+    const NTag::Entry tag = a.At(i);
+    const auto other = b.FindElement(tag.Name);
+    if (!other || other->Value != tag.Value ||
+        !std::equal(tag.Data.begin(), tag.Data.end(), other->Data.begin(), other->Data.end())) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The assignment of a set keeps the first entry of each name only.
+void AddAll(NTag& tags, const NTag& more, const NTag* except = nullptr) {
+  for (size_t i = 0; i < more.Count(); ++i) {
+    const NTag::Entry tag = more.At(i);
+    if (except != nullptr && except->FindElement(tag.Name)) continue;
+    tag.Data.empty() ? tags.AddTag(tag.Name, tag.Value) : tags.AddTag(tag.Name, tag.Data);
+  }
+}
+
+NTag NamesOf(const XStrList& names) {
+  NTag tags;
+  for (const XStr& name : names) tags.AddTag(name, std::wstring_view{});
+  return tags;
+}
+
+// Plans the new tags of one file, chunk by chunk, and then writes all of them at once, so that its
+// audio is moved once at most.
+class TagWriter {
+ public:
+  TagWriter(const wchar_t* file_name, const STNStdReport& report)
+      : FileName(file_name), Report(report) {}
+
+  // Each takes the tags to write, or entries of the names to delete. False, with an error line,
+  // when it cannot be done.
+  bool BEXTWriter(const NTag& tags, Edit edit);
+  bool IDTagWriter(NTag tags, Edit edit);
+  // Writes what they have planned.
+  bool WriteChanges() { return !File.IsOpen() || Riff.WriteChunkHeaders(); }
+
+ private:
+  bool Open(const char* caller);
+  [[nodiscard]] NTag Merged(NTag tags, const NTag& existing, Edit edit) const;
+  bool LoadBext(XMem& body, NTag& fields);
+  bool WriteList(const NTag& tags, ptrdiff_t list_index);
+  bool WriteID3(NTag& tags, ptrdiff_t id3_index);
+  bool DeleteAll(const WaveTagSources& sources);
+  [[nodiscard]] bool SaysTheSame(const XMem& new_tag, TagID3v2& present) const;
+
+  bool Remove(ptrdiff_t index, uint32_t padding_type) {
+    return Riff.RemoveChunkFromFile(Riff.PlannedIndex(static_cast<size_t>(index)), padding_type);
+  }
+  bool Resize(ptrdiff_t index, uint32_t id, const XMem& body, uint32_t padding_type,
+              uint32_t padding_size) {
+    XMem chunk;
+    return CreateChunk(chunk, id, body.Data(), body.Size()) &&
+           Riff.ResizeExistingChunkOnFile(Riff.PlannedIndex(static_cast<size_t>(index)),
+                                          std::move(chunk), padding_type, padding_size);
+  }
+  bool Insert(size_t planned_index, uint32_t id, const XMem& body, uint32_t padding_type,
+              uint32_t padding_size) {
+    XMem chunk;
+    return CreateChunk(chunk, id, body.Data(), body.Size()) &&
+           Riff.InsertNewChunkIntoFile(planned_index, std::move(chunk), padding_type, padding_size);
+  }
+
+  const wchar_t* const FileName;
+  const STNStdReport& Report;
+  XFile File;
+  clRIFFHandler Riff;
+  WaveTagOptions Options;
+  std::optional<NTag> Bext;  // the fields of the `bext` chunk from now on, once they are known
+};
+
+bool TagWriter::Open(const char* caller) {
+  if (File.IsOpen()) return true;
+  const std::wstring_view name = FileName != nullptr ? FileName : L"";
+  DebugLine(Report) << L"Opening file '" << name << L"' for write access: ";
+  if (!File.Open(FileName, XFileAccess::ReadWrite)) {
+    ErrorLine(Report, caller) << L"Error opening file '" << name
+                              << L"' check no other program has it open.";
+    return false;
+  }
+  DebugLine(Report) << L"Opened";
+  if (FinishInterruptedChange(File, FileName, XFileAccess::ReadWrite, Report) &&
+      Riff.Initialize(File, Report) && Riff.CanBeChanged()) {
+    Options = WaveTagOptions::Present();
+    return true;
+  }
+  File.Close();
+  return false;
+}
+
+// What the file's tags become. New tags go before those of the file.
+NTag TagWriter::Merged(NTag tags, const NTag& existing, Edit edit) const {
+  if (edit == Edit::Write) {
+    tags.MergeFrom(existing, false);
+    return tags;
+  }
+  NTag rest;
+  AddAll(rest, existing, &tags);
+  return rest;
+}
+
+// The first `bext` chunk of the file: its body as far as it can be read, and its fields.
+bool TagWriter::LoadBext(XMem& body, NTag& fields) {
+  const auto chunk = Riff.FindChunkForRead(chunk_id::kBext, true);
+  return chunk && LoadChunk(body, *chunk, File, Report) &&
+         clRIFFBEXTChunk::InitFrom(body.Data(), body.Size(), fields, Report);
+}
+
+bool TagWriter::BEXTWriter(const NTag& tags, Edit edit) {
+  XMem body;
+  if (!clRIFFBEXTChunk::TagsToBEXT(body, tags, Report) && edit == Edit::Write) return true;
+  if (!Open("BEXTWriter")) return false;
+  const ptrdiff_t index = Riff.IndexOfChunk(chunk_id::kBext);
+  if (edit == Edit::DeleteAll) return index == -1 || Remove(index, RIFFPaddingNone);
+  XMem old_body;
+  NTag existing;
+  const bool is_whole = LoadBext(old_body, existing);
+  NTag fields;
+  NTag copy;
+  AddAll(copy, tags);
+  if (!clRIFFBEXTChunk::TagsToBEXT(body, Merged(std::move(copy), existing, edit), Report)) {
+    Bext.emplace();
+    return index == -1 || Remove(index, RIFFPaddingNone);
+  }
+  if (is_whole) clRIFFBEXTChunk::KeepOtherFields(body, old_body);
+  clRIFFBEXTChunk::InitFrom(body.Data(), body.Size(), fields, Report);
+  const bool is_same = is_whole && SameTags(fields, existing);
+  Bext = std::move(fields);
+  if (is_same) return true;
+  return index == -1 ? Insert(0, chunk_id::kBext, body, RIFFPaddingNone, 0)
+                     : Resize(index, chunk_id::kBext, body, RIFFPaddingNone, 0);
+}
+
+bool TagWriter::IDTagWriter(NTag tags, Edit edit) {
+  if (!Open("IDTagWriter")) return false;
+  NTag existing;
+  const WaveTagSources sources = InternalReadTags(File, Riff, existing, Report);
+  if (edit == Edit::DeleteAll) return DeleteAll(sources);
+  NTag merged = Merged(std::move(tags), existing, edit);
+  existing.Destroy();
+  const bool has_none = sources.ListIndex == -1 && sources.Id3Index == -1;
+  const bool writes_list = has_none ? Options.CreatesList() : sources.ListIndex != -1;
+  const bool writes_id3 = has_none ? Options.CreatesID3() : sources.Id3Index != -1;
+  return (!writes_list || WriteList(merged, sources.ListIndex)) &&
+         (!writes_id3 || WriteID3(merged, sources.Id3Index));
+}
+
+bool TagWriter::DeleteAll(const WaveTagSources& sources) {
+  return (sources.ListIndex == -1 || Remove(sources.ListIndex, Options.ListPadding)) &&
+         (sources.Id3Index == -1 || Remove(sources.Id3Index, Options.ListPadding));
+}
+
+bool TagWriter::WriteList(const NTag& tags, ptrdiff_t list_index) {
+  XMem body;
+  if (!clRIFFLISTChunk::TagsToLIST(body, tags, Report, Options.ListAlbum, Options.ListTrack)) {
+    return false;
+  }
+  if (list_index == -1) {
+    if (body.IsEmpty()) return true;
+    const size_t index =
+        Options.ListPosition == 0 ? Riff.PlannedCount() : Riff.PlannedIndexBeforeData();
+    return Insert(index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
+  }
+  if (body.IsEmpty()) return Remove(list_index, Options.ListPadding);
+  XMem old_body;
+  NTag before;
+  NTag after;
+  if (LoadChunk(old_body, *Riff.GetChunk(static_cast<size_t>(list_index)), File, Report) &&
+      clRIFFLISTChunk::InitFrom(old_body.Data(), old_body.Size(), before, Report,
+                                Options.ListAlbum) &&
+      clRIFFLISTChunk::InitFrom(body.Data(), body.Size(), after, Report, Options.ListAlbum) &&
+      SameTags(before, after)) {
+    return true;
+  }
+  return Resize(list_index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
+}
+
+bool TagWriter::SaysTheSame(const XMem& new_tag, TagID3v2& present) const {
+  XTempFile file;
+  NTag before;
+  NTag after;
+  if (!present.Read(before) || !file.Write(new_tag.Data(), new_tag.Size())) return false;
+  TagID3v2 written(file, 0, new_tag.Size());
+  return written.Read(after) && SameTags(before, after);
+}
+
+bool TagWriter::WriteID3(NTag& tags, ptrdiff_t id3_index) {
+  if (!Bext) {
+    XMem body;
+    LoadBext(body, Bext.emplace());
+  }
+  // What `bext` says in full is not said twice.
+  for (size_t i = 0; i < Bext->Count(); ++i) {
+    const NTag::Entry field = Bext->At(i);
+    const auto tag = tags.FindElement(field.Name);
+    if (tag && tag->Value == field.Value) tags.RemoveTag(field.Name);
+  }
+  const auto chunk = id3_index == -1 ? std::nullopt : Riff.GetChunk(static_cast<size_t>(id3_index));
+  XTempFile nothing;
+  XFile& source = chunk ? File : nothing;
+  TagID3v2 bridge(source, chunk ? chunk->FileDataPosition : 0, chunk ? chunk->ChunkSize : 0);
+  bridge.SetAlign(2);
+  if (Options.ID3v2Version == 1) bridge.SetOption(L"ID3v2WriteV22");
+  if (Options.ID3v2Version == 2) bridge.SetOption(L"ID3v2WriteV221");
+  if (Options.ID3v2Unicode != 0) bridge.SetOption(L"ID3v2EncodeUni");
+  XMem tag;
+  if (!bridge.MakeTag(tag, tags)) {
+    ErrorLine(Report, "IDTagWriter") << L"Error cannot make the ID3v2 tag.";
+    return false;
+  }
+  if (id3_index == -1) {
+    return tag.IsEmpty() || Insert(Riff.PlannedCount(), chunk_id::kId3, tag, RIFFPaddingNone, 0);
+  }
+  if (tag.IsEmpty()) return Remove(id3_index, Options.ListPadding);
+  return SaysTheSame(tag, bridge) || Resize(id3_index, chunk_id::kId3, tag, RIFFPaddingNone, 0);
+}
+
+bool Change(const wchar_t* file_name, NTag tags, Edit edit, const STNStdReport& report) {
+  TagWriter writer(file_name, report);
+  const bool bext = writer.BEXTWriter(tags, edit);
+  const bool others = writer.IDTagWriter(std::move(tags), edit);
+  return bext && others && writer.WriteChanges();
+}
+
+}  // namespace
+
+bool WriteIDTags(const wchar_t* file_name, const void* block, size_t block_size,
+                 const STNStdReport& report) {
+  const TraceScope trace(report, "WriteIDTags");
+  if (file_name == nullptr || *file_name == 0 || block == nullptr || block_size == 0) {
+    return trace.Fail(L"Error no file name or no tags to write.");
+  }
+  NTag tags;
+  tags.InitFromRawMemory(block, block_size);
+  if (tags.Count() != 0 && !Change(file_name, std::move(tags), Edit::Write, report)) return false;
+  return trace.Leave(true);
+}
+
+bool DeleteTags(const wchar_t* file_name, const XStrList& names, bool delete_all,
+                const STNStdReport& report) {
+  return Change(file_name, NamesOf(names), delete_all ? Edit::DeleteAll : Edit::DeleteNamed,
+                report);
+}
+
+}  // namespace wavecodec
