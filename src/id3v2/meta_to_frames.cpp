@@ -12,6 +12,7 @@
 #include "id3v2/rating.h"
 #include "id3v2/salvage.h"
 #include "support/names.h"
+#include "support/windows1252.h"
 
 namespace wavecodec::id3parser {
 namespace {
@@ -63,9 +64,23 @@ class frameMaker {
     if (!value.empty()) newFrame(id).SetAsNumeric(value);
   }
   void strings(uint32_t id, std::string_view first, t_values more) {
+    strings(id, first, more, context_);
+  }
+  void strings(uint32_t id, std::string_view first, t_values more,
+               const tagCreateContext& context) {
     t_frame& frame = newFrame(id);
-    frame.SetAsString(first, context_);
+    frame.SetAsString(first, context);
     for (const std::string_view value : more) frame.AddString(value);
+  }
+  // A description is a field's name, or part of it: it is never written with a loss.
+  void described(uint32_t id, std::string_view description, t_values values) {
+    tagCreateContext context = context_;
+    const std::string bytes = To1252(description);
+    const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
+    if (context.encoding == encodingISO && From1252(data, bytes.size()) != description) {
+      context.encoding = encodingUTF16;
+    }
+    strings(id, description, values, context);
   }
 
   // Each returns how many of the values, from the first on, need no user text frame.
@@ -219,13 +234,13 @@ void frameMaker::makeLeft(const metaMap::field& field) {
   } else if (row != nullptr && row->write == fieldWrite::userURL) {
     for (const std::string_view value : values) makeUserURL(*row, value);
   } else {
-    strings(frameID("TXXX"), name, values);
+    described(frameID("TXXX"), name, values);
   }
 }
 
 void frameMaker::makeDescribed(uint32_t id, std::string_view name, std::string_view description,
                                std::string_view value) {
-  if (!salvage_.restoreValue(tag_, id, name, value)) strings(id, description, {&value, 1});
+  if (!salvage_.restoreValue(tag_, id, name, value)) described(id, description, {&value, 1});
 }
 
 void frameMaker::makeURL(const fieldRow& row, std::string_view value) {

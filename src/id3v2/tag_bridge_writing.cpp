@@ -82,7 +82,7 @@ std::string FromBlock(std::string_view utf8) {
   if (!IsWide(utf8)) return std::string(utf8);
   std::string text;
   while (!utf8.empty()) {
-    const auto unit = static_cast<uint16_t>(TakeUtf8(utf8));
+    const uint32_t unit = static_cast<uint32_t>(TakeUtf8(utf8)) & 0xFFFF;
     if (unit == 0) break;
     AppendUtf8Sequence(text, unit);
   }

@@ -107,6 +107,16 @@ size_t RIFFChunkPlan::Isolate(size_t index) {
   return index == 0 ? at : at + 1;
 }
 
+size_t RIFFChunkPlan::IsolateLastOf(size_t piece) {
+  if (Layout[piece].Count == 1) return piece;
+  const Piece whole = MakeKept(Layout[piece].First, Layout[piece].Count);
+  std::vector<Piece> parts;
+  parts.push_back(MakeKept(whole.First, whole.Count - 1));
+  parts.push_back(MakeKept(whole.First + whole.Count - 1, 1));
+  Replace(piece, piece + 1, std::move(parts));
+  return piece + 1;
+}
+
 void RIFFChunkPlan::Replace(size_t first, size_t last, std::vector<Piece> pieces) {
   const auto begin = Layout.begin() + static_cast<ptrdiff_t>(first);
   const auto at = Layout.erase(begin, begin + static_cast<ptrdiff_t>(last - first));
@@ -125,10 +135,11 @@ bool RIFFChunkPlan::EndsWithPadding(size_t piece) const {
          (it.What == Kind::Kept && IsPaddingID(Table.At(it.First + it.Count - 1)->ChunkID));
 }
 
-// The first piece from `piece` on that is no padding; each padding chunk before is a piece by
-// itself.
+// The first piece from `piece` on that is no padding, or is too far; each padding chunk before is a
+// piece by itself.
 size_t RIFFChunkPlan::EndOfPadding(size_t piece) {
-  while (piece < Layout.size() && BeginsWithPadding(piece)) {
+  const size_t farthest = piece + kMostJoined;
+  while (piece < Layout.size() && piece < farthest && BeginsWithPadding(piece)) {
     const Piece whole = MakeKept(Layout[piece].First, Layout[piece].Count);
     if (whole.Count > 1) {
       std::vector<Piece> parts;
@@ -151,14 +162,12 @@ Piece RIFFChunkPlan::PaddingOf(const Piece& piece) const {
 
 // Padding that has come to stand behind other padding becomes one with it.
 void RIFFChunkPlan::JoinPadding(size_t piece) {
-  while (piece > 0 && EndsWithPadding(piece - 1)) {
-    size_t index = 0;
-    for (size_t i = 0; i < piece; ++i) index += Layout[i].Count;
-    piece = Isolate(index - 1);
-    Piece joined = PaddingOf(Layout[piece]);
-    joined.Size = Absorbed(joined.Size, Layout[piece + 1].Size);
+  for (size_t joined = 0; joined < kMostJoined && piece > 0 && EndsWithPadding(piece - 1);
+       ++joined) {
+    piece = IsolateLastOf(piece - 1);
     std::vector<Piece> one;
-    one.push_back(std::move(joined));
+    one.push_back(PaddingOf(Layout[piece]));
+    one[0].Size = Absorbed(one[0].Size, Layout[piece + 1].Size);
     Replace(piece, piece + 2, std::move(one));
   }
 }
@@ -195,10 +204,10 @@ bool RIFFChunkPlan::Insert(size_t index, XMem chunk, uint32_t padding_type, uint
     first = Isolate(index);
     last = EndOfPadding(first);
   } else {
-    while (first > 0 && EndsWithPadding(first - 1) && !Layout[first - 1].Fresh) {
-      size_t chunks = 0;
-      for (size_t i = 0; i < first; ++i) chunks += Layout[i].Count;
-      first = Isolate(chunks - 1);
+    for (size_t joined = 0; joined < kMostJoined && first > 0 && EndsWithPadding(first - 1) &&
+                            !Layout[first - 1].Fresh;
+         ++joined) {
+      first = IsolateLastOf(first - 1);
       last = Layout.size();
     }
   }
@@ -226,8 +235,8 @@ bool RIFFChunkPlan::Resize(size_t index, XMem chunk, uint32_t padding_type, uint
   return true;
 }
 
-// Puts a new chunk into the room of the pieces [first, last), which go. `padding`: the ID of padding
-// among them. What is left over of 1 to 7 bytes can be no chunk: what follows moves then.
+// Puts a new chunk into the room of the pieces [first, last), which go. `padding`: the ID of
+// padding among them. 1 to 7 bytes that are left over can be no chunk: what follows moves then.
 void RIFFChunkPlan::Place(size_t first, size_t last, std::optional<uint32_t> padding, XMem chunk,
                           uint32_t padding_type, uint32_t padding_size) {
   int64_t left = -static_cast<int64_t>(chunk.Size());
@@ -261,9 +270,10 @@ void RIFFChunkPlan::HoldInPlace(size_t old_index) {
   std::optional<size_t> found;
   Table.ForEach([&](size_t index, const STRIFFChunk& chunk) {
     if (index >= old_index || !IsPaddingID(chunk.ChunkID)) return;
+    const auto size = static_cast<int64_t>(chunk.ChunkSize + chunk.ChunkSize % 2);
+    if (!can_give(kHeaderSize + size)) return;
     const size_t planned = IndexOfOld(index);
-    if (planned == Count()) return;
-    if (can_give(Footprint(MakeKept(index, 1)))) found = planned;
+    if (planned != Count()) found = planned;
   });
   size_t index = 0;
   for (size_t i = 0; i < end; index += Layout[i++].Count) {

@@ -1,5 +1,5 @@
-// The planned layout of a RIFF file's chunks: what a change of its chunks makes of the table, before
-// anything is written.
+// The planned layout of a RIFF file's chunks: what changes make of the chunk table, before anything
+// is written.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,13 @@
 
 namespace wavecodec {
 
-// What may be left where a chunk was, or behind a new one.
-enum RIFFPadding : uint32_t {
-  RIFFPaddingJunk = 0,
-  RIFFPaddingPad = 1,
-  RIFFPaddingNone =
-      2,  // no padding chunk is made; one that is there gives and takes room all the same
-};
+// The padding chunk that is left where a chunk was, or behind a new one. With none, a padding chunk
+// that is there gives and takes room all the same.
+enum RIFFPadding : uint32_t { RIFFPaddingJunk = 0, RIFFPaddingPad = 1, RIFFPaddingNone = 2 };
 
 // Edits work one after another, each on the layout that the ones before have left; an index counts
-// the chunks of that layout. Room comes from padding chunks where they stand, so that nothing behind
-// them moves.
+// the chunks of that layout. Room comes from padding chunks where they stand, so that nothing
+// behind them moves.
 class RIFFChunkPlan {
  public:
   enum class Kind {
@@ -51,9 +47,9 @@ class RIFFChunkPlan {
 
   // Each returns false, and changes nothing, when the index or the chunk is none.
   bool Remove(size_t index, uint32_t padding_type);
-  // Before the chunk at `index`; behind the last one when there is none. A padding chunk there gives
-  // its room. `padding_size` bytes of padding, header included, are left behind the chunk when it
-  // could not be fitted into room that was there.
+  // Before the chunk at `index`; behind the last one when there is none. A padding chunk there
+  // gives its room. `padding_size` bytes of padding, header included, are left behind the chunk
+  // when it did not fit into room that was there.
   bool Insert(size_t index, XMem chunk, uint32_t padding_type, uint32_t padding_size);
   bool Resize(size_t index, XMem chunk, uint32_t padding_type, uint32_t padding_size);
   // Lets padding chunks before the old chunk `old_index` take up what the edits shift, so that the
@@ -67,8 +63,10 @@ class RIFFChunkPlan {
 
  private:
   static constexpr int64_t kHeaderSize = RIFFChunkTable::kHeaderSize;
+  static constexpr size_t kMostJoined = 256;  // padding chunks side by side that are looked at
 
   size_t Isolate(size_t index);
+  size_t IsolateLastOf(size_t piece);
   [[nodiscard]] bool BeginsWithPadding(size_t piece) const;
   [[nodiscard]] bool EndsWithPadding(size_t piece) const;
   size_t EndOfPadding(size_t piece);

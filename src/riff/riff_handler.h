@@ -46,9 +46,9 @@ class clRIFFHandler {
   // Bytes behind the first 8 that the chunks take by the layout rule (see RIFFChunkTable).
   [[nodiscard]] uint64_t GetRiffSize() const { return RiffSize; }
 
-  // Changing the file, which is open for writing. The operations plan: each works on the layout that
-  // those before leave, and nothing is written before WriteChunkHeaders carries the whole plan out.
-  // Padding types are those of RIFFPadding.
+  // Changing the file, which is open for writing. The operations plan: each works on the layout
+  // that those before leave, and nothing is written before WriteChunkHeaders carries the whole plan
+  // out. Padding types are those of RIFFPadding.
 
   // False, with an error line, for a file that is not understood well enough to be changed: no
   // format, no audio, or audio that is still being recorded.
@@ -61,8 +61,9 @@ class clRIFFHandler {
   [[nodiscard]] size_t PlannedIndexBeforeData();
 
   bool RemoveChunkFromFile(size_t index, uint32_t padding_type);
-  // Before the chunk at `index`; behind the last one when there is none, or, where nothing can stand
-  // behind the audio, before that. Fails when `chunk` (see CreateChunk) is shorter than a header.
+  // Before the chunk at `index`; behind the last one when there is none, or, where nothing can
+  // stand behind the audio, before that. Fails when `chunk` (see CreateChunk) is shorter than a
+  // header.
   bool InsertNewChunkIntoFile(size_t index, XMem chunk, uint32_t padding_type,
                               uint32_t padding_size);
   // Does nothing when the chunk has just these bytes.
@@ -86,6 +87,7 @@ class clRIFFHandler {
   RIFFChunkPlan& Plan();
   [[nodiscard]] bool IsUnfinished(size_t data) const;
   [[nodiscard]] bool ReadDs64();
+  [[nodiscard]] bool DataIsMarked() const;
   [[nodiscard]] bool DataKeepsMark() const;
   [[nodiscard]] bool Ds64TellsLess() const;
   [[nodiscard]] uint64_t LastSize() const;

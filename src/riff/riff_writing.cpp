@@ -91,8 +91,8 @@ RIFFChunkPlan& clRIFFHandler::Plan() {
   return *Planned;
 }
 
-// Audio that a recorder has not told the size of yet looks like bytes behind the last chunk, or like
-// a chunk.
+// Audio that a recorder has not told the size of yet looks like bytes behind the last chunk, or
+// like a chunk.
 bool clRIFFHandler::IsUnfinished(size_t data) const {
   if (Chunks.At(data)->ChunkSize != 0) return false;
   const auto next = Chunks.At(data + 1);
@@ -132,16 +132,21 @@ bool clRIFFHandler::ReadDs64() {
 }
 
 // The audio of an RF64 file runs to the end of the file while its header leaves the size to `ds64`.
-// It goes on doing so where 32 bits cannot tell its size, and where `ds64` tells a smaller one: what
-// lies behind may then be chunks for other programs. Nothing can be placed behind such audio.
+// It goes on doing so where 32 bits cannot tell its size, and where `ds64` tells a smaller one:
+// what lies behind may then be chunks for other programs. Nothing can be placed behind such audio.
 bool clRIFFHandler::DataKeepsMark() const {
-  const auto last = Chunks.At(Chunks.Count() - 1);
-  if (!kRf64.Is(RiffID) || !kData.Is(last->ChunkID) || StoredLastSize != kRF64SizeMark) {
-    return false;
-  }
-  if (last->ChunkSize > kLargestSize) return true;
-  if (!Ds64 || Ds64->Data == 0) return false;
-  return Ds64->Data + Ds64->Data % 2 < last->ChunkSize;
+  return DataIsMarked() &&
+         (Ds64TellsLess() || Chunks.At(Chunks.Count() - 1)->ChunkSize > kLargestSize);
+}
+
+bool clRIFFHandler::DataIsMarked() const {
+  return kRf64.Is(RiffID) && kData.Is(Chunks.At(Chunks.Count() - 1)->ChunkID) &&
+         StoredLastSize == kRF64SizeMark;
+}
+
+bool clRIFFHandler::Ds64TellsLess() const {
+  return DataIsMarked() && Ds64 && Ds64->Data != 0 &&
+         Ds64->Data + Ds64->Data % 2 < Chunks.At(Chunks.Count() - 1)->ChunkSize;
 }
 
 size_t clRIFFHandler::PlannedIndexBeforeData() {
@@ -250,19 +255,11 @@ void clRIFFHandler::PlanTail(Rewrite& rewrite) {
   rewrite.Contents = change.Patches.size();
 }
 
-// True when `ds64` has the audio of a file, which runs to its end for this module, end before.
-bool clRIFFHandler::Ds64TellsLess() const {
-  const auto last = Chunks.At(Chunks.Count() - 1);
-  return Ds64 && Ds64->Data != 0 && DataKeepsMark() &&
-         Ds64->Data + Ds64->Data % 2 < last->ChunkSize;
-}
-
 // The size of the last chunk's data. Where only `ds64` tells it, a pad byte behind is not of them.
 uint64_t clRIFFHandler::LastSize() const {
-  const auto last = Chunks.At(Chunks.Count() - 1);
-  const bool padded = Ds64 && kData.Is(last->ChunkID) && StoredLastSize == kRF64SizeMark &&
-                      Ds64->Data % 2 != 0 && Ds64->Data + 1 == last->ChunkSize;
-  return padded ? Ds64->Data : last->ChunkSize;
+  const uint64_t size = Chunks.At(Chunks.Count() - 1)->ChunkSize;
+  const bool padded = DataIsMarked() && Ds64 && Ds64->Data % 2 != 0 && Ds64->Data + 1 == size;
+  return padded ? Ds64->Data : size;
 }
 
 void clRIFFHandler::PlanHeaders(Rewrite& rewrite) {

@@ -115,6 +115,22 @@ bool ReadPlan(std::span<const uint8_t> bytes, FileRewrite& plan) {
   return in.IsGood();
 }
 
+// Whether everything lies in a file of this size, which holds it before and afterwards.
+bool FitsInto(const FileRewrite& plan, int64_t size) {
+  const auto inside = [size](int64_t position, int64_t length) {
+    return position >= 0 && length >= 0 && position <= size && length <= size - position;
+  };
+  return inside(0, plan.OldSize) && inside(0, plan.NewSize) &&
+         std::all_of(plan.Moves.begin(), plan.Moves.end(),
+                     [&](const FileRewrite::Move& move) {
+                       return inside(move.From, move.Length) && inside(move.To, move.Length);
+                     }) &&
+         std::all_of(plan.Patches.begin(), plan.Patches.end(),
+                     [&](const FileRewrite::Patch& patch) {
+                       return inside(patch.Position, static_cast<int64_t>(patch.Bytes.Size()));
+                     });
+}
+
 bool NeedsSlots(const FileRewrite& plan) {
   return std::any_of(plan.Moves.begin(), plan.Moves.end(), [](const FileRewrite::Move& move) {
     return std::abs(move.To - move.From) < std::min(move.Length, MoveJournal::kPiece);
@@ -198,7 +214,8 @@ bool MoveJournal::Load(const std::string& path, FileRewrite& plan, XFileAccess a
   }
   const std::span<const uint8_t> head(header.data(), header.size() - 8);
   const std::span<const uint8_t> body(bytes.Data(), size);
-  return in.Unsigned() == Checksum(body, Checksum(head)) && ReadPlan(body, plan);
+  return in.Unsigned() == Checksum(body, Checksum(head)) && ReadPlan(body, plan) &&
+         FitsInto(plan, FileWorkSize - static_cast<int64_t>(kTokenSize));
 }
 
 bool MoveJournal::IsOf(XFile& file) const {

@@ -30,7 +30,7 @@ struct RewriteProgress {
 // before the step that they are about; two of each take turns, so that a torn one does no harm.
 class MoveJournal {
  public:
-  static constexpr int64_t kPiece = int64_t{1} << 20;  // the most that a step moves
+  static constexpr int64_t kPiece = int64_t{1} << 18;  // the most that a step moves
   static constexpr size_t kTokenSize = 16;
   using Token = std::array<uint8_t, kTokenSize>;
 

@@ -205,4 +205,39 @@ bool clRIFFLISTChunk::TagsToLIST(XMem& out, const NTag& tags, const STNStdReport
   return trace.Leave(true);
 }
 
+std::string clRIFFLISTChunk::OtherSubChunks(const XMem& body, const NTag& tags,
+                                            uint32_t album_option, uint32_t track_option) {
+  const Options options{album_option, track_option};
+  std::string others;
+  size_t at = kListTypeSize;
+  while (at < body.Size() && body.Size() - at >= kSubChunkHeader) {
+    const uint8_t* const sub_chunk = body.Data() + at;
+    const size_t length = ReadU32LE(sub_chunk + 4);
+    const size_t left = body.Size() - at - kSubChunkHeader;
+    if (length > left || length == 0) break;
+    const Row* row = RowForReading(ReadU32LE(sub_chunk), options);
+    const bool only_read = row != nullptr && RowForWriting(row->Name, options) == nullptr;
+    if (row == nullptr || (only_read && tags.FindElement(row->Name))) {
+      others.append(reinterpret_cast<const char*>(sub_chunk), kSubChunkHeader + length);
+      others.resize(others.size() + others.size() % 2);
+    }
+    at += kSubChunkHeader + std::min(left, length + length % 2);
+  }
+  return others;
+}
+
+bool clRIFFLISTChunk::Lengthen(XMem& body, size_t bytes) {
+  const size_t size = body.Size();
+  size_t last = 0;
+  for (size_t at = kListTypeSize; at < size;) {
+    last = at;
+    at += kSubChunkHeader + ReadU32LE(body.Data() + at + 4);
+  }
+  if (last == 0 || !body.SetSize(size + bytes, true)) return false;
+  uint8_t* const length = body.Data() + last + 4;
+  WriteU32LE(length, ReadU32LE(length) + static_cast<uint32_t>(bytes));
+  std::fill_n(body.Data() + size, bytes, uint8_t{0});
+  return true;
+}
+
 }  // namespace wavecodec

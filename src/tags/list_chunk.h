@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "support/xmem.h"
 #include "tags/set/tag_set.h"
@@ -25,6 +26,12 @@ class clRIFFLISTChunk {
   // track is `ITRK`; 1: `TRCK`; otherwise `itrk`. False only when there is no memory.
   static bool TagsToLIST(XMem& out, const NTag& tags, const STNStdReport& report,
                          uint32_t album_option, uint32_t track_option);
+  // The sub-chunks of a body that TagsToLIST would not write again, as they are: those of unknown
+  // IDs, and those of `tags` that are only read.
+  static std::string OtherSubChunks(const XMem& body, const NTag& tags, uint32_t album_option,
+                                    uint32_t track_option);
+  // Makes a body of TagsToLIST longer by an even number of bytes: zeros behind its last text.
+  static bool Lengthen(XMem& body, size_t bytes);
 };
 
 }  // namespace wavecodec

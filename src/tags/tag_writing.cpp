@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
+#include "id3v2/meta_map.h"
 #include "id3v2/tag_bridge.h"
 #include "module/report/std_report.h"
 #include "riff/chunk_id.h"
@@ -23,6 +25,8 @@
 namespace wavecodec {
 namespace {
 
+constexpr size_t kListTypeSize = 4;
+
 enum class Edit { Write, DeleteNamed, DeleteAll };
 
 // Whether two sets say the same, in whatever order.
@@ -39,6 +43,11 @@ bool SameTags(const NTag& a, const NTag& b) {
   return true;
 }
 
+bool IsPadding(const std::optional<STRIFFChunk>& chunk) {
+  return chunk && (CompareID(chunk->ChunkID, chunk_id::kJunk, true) ||
+                   CompareID(chunk->ChunkID, chunk_id::kPad, true));
+}
+
 // The assignment of a set keeps the first entry of each name only.
 void AddAll(NTag& tags, const NTag& more, const NTag* except = nullptr) {
   for (size_t i = 0; i < more.Count(); ++i) {
@@ -46,6 +55,28 @@ void AddAll(NTag& tags, const NTag& more, const NTag* except = nullptr) {
     if (except != nullptr && except->FindElement(tag.Name)) continue;
     tag.Data.empty() ? tags.AddTag(tag.Name, tag.Value) : tags.AddTag(tag.Name, tag.Data);
   }
+}
+
+// Whether a set says nothing that the other one does not say.
+bool Agrees(const NTag& tags, const NTag& whole) {
+  for (size_t i = 0; i < tags.Count(); ++i) {
+    const NTag::Entry tag = tags.At(i);
+    if (SameName(tag.Name, id3parser::kVersionField)) continue;
+    const auto said = whole.FindElement(tag.Name);
+    if (!said || said->Value != tag.Value) return false;
+  }
+  return true;
+}
+
+// Appends to the body of a `LIST` chunk, which begins with it when there is none.
+bool AppendSubChunks(XMem& body, std::string_view sub_chunks) {
+  constexpr std::string_view kInfo = "INFO";
+  const std::string_view head = body.IsEmpty() ? kInfo : std::string_view();
+  const size_t size = body.Size();
+  if (!body.SetSize(size + head.size() + sub_chunks.size(), true)) return false;
+  std::copy(sub_chunks.begin(), sub_chunks.end(),
+            std::copy(head.begin(), head.end(), body.Data() + size));
+  return true;
 }
 
 NTag NamesOf(const XStrList& names) {
@@ -73,8 +104,11 @@ class TagWriter {
   [[nodiscard]] NTag Merged(NTag tags, const NTag& existing, Edit edit) const;
   bool LoadBext(XMem& body, NTag& fields);
   bool WriteList(const NTag& tags, ptrdiff_t list_index);
+  bool ReplaceList(size_t list_index, XMem body, const NTag& tags);
   bool WriteID3(NTag& tags, ptrdiff_t id3_index);
   bool DeleteAll(const WaveTagSources& sources);
+  bool ReadTagChunk(const STRIFFChunk& chunk, NTag& tags);
+  bool RemoveContradictions(const NTag& merged, const WaveTagSources& sources);
   [[nodiscard]] bool SaysTheSame(const XMem& new_tag, TagID3v2& present) const;
 
   bool Remove(ptrdiff_t index, uint32_t padding_type) {
@@ -174,13 +208,55 @@ bool TagWriter::IDTagWriter(NTag tags, Edit edit) {
   const bool has_none = sources.ListIndex == -1 && sources.Id3Index == -1;
   const bool writes_list = has_none ? Options.CreatesList() : sources.ListIndex != -1;
   const bool writes_id3 = has_none ? Options.CreatesID3() : sources.Id3Index != -1;
-  return (!writes_list || WriteList(merged, sources.ListIndex)) &&
+  return RemoveContradictions(merged, sources) &&
+         (!writes_list || WriteList(merged, sources.ListIndex)) &&
          (!writes_id3 || WriteID3(merged, sources.Id3Index));
 }
 
 bool TagWriter::DeleteAll(const WaveTagSources& sources) {
-  return (sources.ListIndex == -1 || Remove(sources.ListIndex, Options.ListPadding)) &&
+  return RemoveContradictions(NTag(), sources) &&
+         (sources.ListIndex == -1 || Remove(sources.ListIndex, Options.ListPadding)) &&
          (sources.Id3Index == -1 || Remove(sources.Id3Index, Options.ListPadding));
+}
+
+// False when the chunk holds no tags.
+bool TagWriter::ReadTagChunk(const STRIFFChunk& chunk, NTag& tags) {
+  if (CompareID(chunk.ChunkID, chunk_id::kId3, true)) {
+    return TagID3v2(File, chunk.FileDataPosition, chunk.ChunkSize).Read(tags);
+  }
+  XMem body;
+  if (!LoadChunk(body, chunk, File, Report)) return false;
+  if (CompareID(chunk.ChunkID, chunk_id::kBext, true)) {
+    return clRIFFBEXTChunk::InitFrom(body.Data(), body.Size(), tags, Report);
+  }
+  return clRIFFLISTChunk::InitFrom(body.Data(), body.Size(), tags, Report, Options.ListAlbum);
+}
+
+// A file may have tag chunks beside those that are written. One that would say something else than
+// the file's tags from now on goes; what it said is among those.
+bool TagWriter::RemoveContradictions(const NTag& merged, const WaveTagSources& sources) {
+  constexpr size_t kMostRemoved = 256;
+  const ptrdiff_t bext_index = Riff.IndexOfChunk(chunk_id::kBext);
+  size_t removed = 0;
+  Riff.ForEachChunk([&](size_t place, const STRIFFChunk& chunk) {
+    const auto index = static_cast<ptrdiff_t>(place);
+    const auto is_other = [&](uint32_t id, ptrdiff_t written) {
+      return index != written && CompareID(chunk.ChunkID, id, true);
+    };
+    const bool is_bext = is_other(chunk_id::kBext, bext_index);
+    NTag tags;
+    if (removed > kMostRemoved ||
+        (!is_bext && !is_other(chunk_id::kList, sources.ListIndex) &&
+         !is_other(chunk_id::kId3, sources.Id3Index)) ||
+        !ReadTagChunk(chunk, tags) || Agrees(tags, merged)) {
+      return;
+    }
+    Remove(index, is_bext ? uint32_t{RIFFPaddingNone} : Options.ListPadding);
+    ++removed;
+  });
+  if (removed <= kMostRemoved) return true;
+  ErrorLine(Report, "IDTagWriter") << L"Error too many chunks of tags, the file is not changed.";
+  return false;
 }
 
 bool TagWriter::WriteList(const NTag& tags, ptrdiff_t list_index) {
@@ -194,18 +270,33 @@ bool TagWriter::WriteList(const NTag& tags, ptrdiff_t list_index) {
         Options.ListPosition == 0 ? Riff.PlannedCount() : Riff.PlannedIndexBeforeData();
     return Insert(index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
   }
-  if (body.IsEmpty()) return Remove(list_index, Options.ListPadding);
+  return ReplaceList(static_cast<size_t>(list_index), std::move(body), tags);
+}
+
+// Puts a new body in the place of the one that is there, unless that says the same.
+bool TagWriter::ReplaceList(size_t list_index, XMem body, const NTag& tags) {
+  const auto chunk = Riff.GetChunk(list_index);
+  const auto index = static_cast<ptrdiff_t>(list_index);
   XMem old_body;
   NTag before;
   NTag after;
-  if (LoadChunk(old_body, *Riff.GetChunk(static_cast<size_t>(list_index)), File, Report) &&
-      clRIFFLISTChunk::InitFrom(old_body.Data(), old_body.Size(), before, Report,
-                                Options.ListAlbum) &&
-      clRIFFLISTChunk::InitFrom(body.Data(), body.Size(), after, Report, Options.ListAlbum) &&
-      SameTags(before, after)) {
-    return true;
+  if (!LoadChunk(old_body, *chunk, File, Report)) return false;
+  clRIFFLISTChunk::InitFrom(old_body.Data(), old_body.Size(), before, Report, Options.ListAlbum);
+  const std::string others =
+      clRIFFLISTChunk::OtherSubChunks(old_body, tags, Options.ListAlbum, Options.ListTrack);
+  if (body.IsEmpty() && others.empty()) return Remove(index, Options.ListPadding);
+  // A few bytes less would move what follows, the audio perhaps; a text can end in more zeros.
+  constexpr size_t kSmallestChunk = 8;
+  const size_t old_size = old_body.Size() + old_body.Size() % 2;
+  const size_t new_size = std::max(body.Size(), kListTypeSize) + others.size();
+  if (new_size < old_size && old_size - new_size < kSmallestChunk &&
+      index < Riff.IndexOfDataChunk() && !IsPadding(Riff.GetChunk(list_index + 1))) {
+    clRIFFLISTChunk::Lengthen(body, old_size - new_size);
   }
-  return Resize(list_index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
+  if (!AppendSubChunks(body, others)) return false;
+  clRIFFLISTChunk::InitFrom(body.Data(), body.Size(), after, Report, Options.ListAlbum);
+  return SameTags(before, after) ||
+         Resize(index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
 }
 
 bool TagWriter::SaysTheSame(const XMem& new_tag, TagID3v2& present) const {
