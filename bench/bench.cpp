@@ -15,6 +15,7 @@
 
 #include "bench_module.h"
 #include "heap.h"
+#include "system_calls.h"
 #include "wave_builder.h"
 
 namespace {
@@ -64,16 +65,8 @@ fs::path ChunksFile(int64_t count) {
 }
 
 // Read system calls that this process has made, and what one call of this function adds to them.
-constexpr uint64_t kReadsOfReadCalls = 1;
-uint64_t ReadCalls() {
-  std::ifstream io("/proc/self/io");
-  std::string key;
-  uint64_t value = 0;
-  while (io >> key >> value) {
-    if (key == "syscr:") return value;
-  }
-  return 0;
-}
+constexpr uint64_t kReadsOfReadCalls = 2;  // the last one finds the end
+uint64_t ReadCalls() { return bench::ProcessIo().Reads; }
 
 void Decode_Bare(benchmark::State& state) {
   std::vector<char> buffer(kReadSize);
@@ -193,10 +186,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.aggregate_name != "median" || run.error_occurred) continue;
-      const std::string& name = run.run_name.function_name;
+      const std::string& name = run.run_name.function_name;  // Kind_Who or Kind_Who/case
       const size_t bar = name.find('_');
-      Medians[name.substr(0, bar) + " " + run.run_name.args][name.substr(bar + 1)] =
-          run.GetAdjustedRealTime();
+      const size_t slash = std::min(name.find('/'), name.size());
+      const std::string group = name.substr(0, bar) + " " + run.run_name.args +
+                                name.substr(std::min(slash + 1, name.size()));
+      Medians[group][name.substr(bar + 1, slash - bar - 1)] = run.GetAdjustedRealTime();
     }
   }
   void Finalize() override {
@@ -206,7 +201,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
       const auto bare = times.find("Bare");
       if (bare == times.end()) continue;
       for (const auto& [name, time] : times) {
-        printf("  %-12s %-14s %6.2f\n", group.c_str(), name.c_str(), time / bare->second);
+        printf("  %-14s %-14s %6.2f\n", group.c_str(), name.c_str(), time / bare->second);
       }
     }
   }

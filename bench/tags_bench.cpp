@@ -12,14 +12,8 @@
 
 #include "bench_module.h"
 #include "heap.h"
+#include "system_calls.h"
 #include "tag_files.h"
-
-#ifdef __linux__
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-
-#include <csignal>
-#endif
 
 namespace {
 
@@ -29,36 +23,11 @@ using bench::Module;
 using bench::TaggedFiles;
 using bench::TheModule;
 
-// System calls of a function, as the kernel stops a traced copy of this process at them; a few of
-// the copy's own come with them. 0 where nothing can be traced.
-double SystemCalls([[maybe_unused]] const std::function<void()>& work) {
-#ifdef __linux__
-  const pid_t child = fork();
-  if (child == 0) {
-    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
-      raise(SIGSTOP);
-      work();
-    }
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  uint64_t stops = 0;
-  if (WIFSTOPPED(status)) ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD);
-  while (WIFSTOPPED(status) && ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) == 0) {
-    waitpid(child, &status, 0);
-    if (WIFSTOPPED(status) && WSTOPSIG(status) == (SIGTRAP | 0x80)) ++stops;
-  }
-  return static_cast<double>(stops) / 2;  // one at its begin, one at its end
-#else
-  return 0;
-#endif
-}
-
 // Runs the work on all the small files again and again.
-void OnTaggedFiles(benchmark::State& state, const std::function<void()>& work) {
+void OnTaggedFiles(benchmark::State& state, const std::string& who,
+                   const std::function<void()>& work) {
   const auto files = static_cast<double>(TaggedFiles().size());
-  state.counters["calls/file"] = (SystemCalls(work) - SystemCalls([] {})) / files;
+  state.counters["calls/file"] = bench::SystemCalls("Tags_" + who, work) / files;
   for (auto _ : state) work();
   state.counters["files/s"] =
       benchmark::Counter(files, benchmark::Counter::kIsIterationInvariantRate);
@@ -67,7 +36,7 @@ void OnTaggedFiles(benchmark::State& state, const std::function<void()>& work) {
 // What any program must do to look at the front and at the tags: open, size, two reads, close.
 void Tags_Bare(benchmark::State& state) {
   std::vector<char> buffer(4096);
-  OnTaggedFiles(state, [&] {
+  OnTaggedFiles(state, "Bare", [&] {
     for (const fs::path& path : TaggedFiles()) {
       const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
       struct stat status {};
@@ -92,7 +61,7 @@ void Tags_Module(benchmark::State& state) {
   for (const fs::path& path : TaggedFiles()) names.push_back(path.wstring());
   const STNStdReport silent{};
   void* decoder = module.Create(&silent);
-  OnTaggedFiles(state, [&] {
+  OnTaggedFiles(state, "Module", [&] {
     STZuOpenDecoder source;
     for (const std::wstring& name : names) {
       if (!OpenWithTags(decoder, name, source)) state.SkipWithError("no tags");
@@ -104,7 +73,7 @@ void Tags_Module(benchmark::State& state) {
 
 // Its tags are parsed when it opens a file.
 void Tags_TagLib(benchmark::State& state) {
-  OnTaggedFiles(state, [&] {
+  OnTaggedFiles(state, "TagLib", [&] {
     for (const fs::path& path : TaggedFiles()) {
       const TagLib::RIFF::WAV::File file(path.c_str());
       if (!file.hasID3v2Tag() || !file.hasInfoTag()) state.SkipWithError("no tags");

@@ -43,6 +43,7 @@ CodecModule::CodecModule(const fs::path& file) : name_(Displayable(file.native()
   Bind(Open, "Open");
   Bind(Close, "Close");
   Bind(DecodeBlock, "DecodeBlock");
+  Bind(DeleteATag, "DeleteATag");
   Bind(Get, "Get");
   Bind(Set, "Set");
   *static_cast<void**>(Symbol("gInstance")) = library_.get();

@@ -20,6 +20,7 @@ class CodecModule {
   ZuOpenFn Open;
   ZuCloseFn Close;
   ZuDecodeBlockFn DecodeBlock;
+  ZuDeleteATagFn DeleteATag;
   ZuGetFn Get;
   ZuSetFn Set;
 

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "console.h"
 #include "decoder_session.h"
+#include "tag_options.h"
 #include "text.h"
 
 namespace wavehost {
@@ -45,16 +46,12 @@ Json SplitLines(std::string_view text) {
 }
 
 Json AskTagOptions(DecoderSession& session) {
-  return AskAll(session, L"ID Tag Options", [&](const STZuCodecGetSet& first) {
-    Json option = {{"name", TextOrEmpty(first.Text1)}, {"setting", TextOrEmpty(first.Text2)}};
-    STZuCodecGetSet record = {};
-    record.Index = first.Index;
-    Json& choices = option["choices"] = Json::array();
-    for (; session.Get(L"ID Tag Options", record); ++record.SubIndex) {
-      choices.push_back(TextOrEmpty(record.Text3));
-    }
-    return option;
-  });
+  Json options = Json::array();
+  for (const TagOption& option : ReadTagOptions(session)) {
+    options.push_back(
+        {{"name", option.name}, {"setting", option.setting}, {"choices", option.choices}});
+  }
+  return options;
 }
 
 Json AskEverything(DecoderSession& session) {

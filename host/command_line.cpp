@@ -5,13 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "command_line_changes.h"
 #include "output_plan.h"
 #include "text.h"
 
 namespace wavehost {
 namespace {
-
-constexpr int kUsageStatus = 2;
 
 constexpr char kExamples[] = R"(Examples:
   wavehost info *.wav                          describe files
@@ -22,6 +21,10 @@ constexpr char kExamples[] = R"(Examples:
   wavehost decode in.wav -o out.raw --from 1:30 --to 1:35.5
   wavehost decode *.wav -o folder/             decode each into a folder
   wavehost decode in.wav -o - | player         raw samples into a pipe
+  wavehost tag in.wav Title=Dawn Artist=Ann Artist=Bob --picture cover.jpg
+  wavehost tag *.wav Album=Birds --dry-run     what would change
+  wavehost untag in.wav Comment                remove a tag
+  wavehost options                             how tags are written
   wavehost formats                             what the module can do
 
 Exit status: 0 all went well, 1 a file failed, 2 wrong usage.)";
@@ -100,12 +103,19 @@ void CheckDecode(const CLI::App& command, const CommandLine& line) {
   }
 }
 
+void CheckFiles(const CommandLine& line) {
+  const bool takes_files = line.command != Command::Formats && line.command != Command::Options;
+  if (!takes_files && !line.files.empty()) throw CLI::ExtrasError(line.files);
+  if (!takes_files || !line.files.empty()) return;
+  if (line.change.remove.empty()) throw CLI::RequiredError("FILE");
+  throw CLI::ValidationError("FILE", "No argument names an existing file");
+}
+
 Command ParsedCommand(const CLI::App& app) {
-  const std::pair<const char*, Command> commands[] = {{"info", Command::Info},
-                                                      {"tags", Command::Tags},
-                                                      {"art", Command::Art},
-                                                      {"decode", Command::Decode},
-                                                      {"formats", Command::Formats}};
+  const std::pair<const char*, Command> commands[] = {
+      {"info", Command::Info},       {"tags", Command::Tags},      {"art", Command::Art},
+      {"decode", Command::Decode},   {"tag", Command::Tag},        {"untag", Command::Untag},
+      {"options", Command::Options}, {"formats", Command::Formats}};
   for (const auto& [name, command] : commands) {
     if (app.got_subcommand(name)) return command;
   }
@@ -115,8 +125,9 @@ Command ParsedCommand(const CLI::App& app) {
 }  // namespace
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLine& line) {
-  CLI::App app("Describes and decodes audio files with a codec module, and shows their tags.",
-               "wavehost");
+  CLI::App app(
+      "Describes and decodes audio files with a codec module, shows and changes their tags.",
+      "wavehost");
   app.footer(kExamples);
   app.fallthrough();
   app.require_subcommand(1);
@@ -140,15 +151,21 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLi
   CLI::App& decode = *app.add_subcommand("decode", "Decode files, or check that they can be");
   AddFiles(decode, line.files);
   AddDecodeOptions(decode, line.decode);
-  CLI::App& formats = *app.add_subcommand("formats", "Show what the module can do");
+  ChangeArguments changes;
+  AddTagCommand(app, line.change, changes);
+  AddUntagCommand(app, line.change, changes);
+  AddOptionsCommand(app, line.choice);
+  app.add_subcommand("formats", "Show what the module can do");
 
   try {
     Arguments arguments = Divided(argc, argv);
     std::reverse(arguments.options.begin(), arguments.options.end());  // as CLI11 takes them
     app.parse(arguments.options);
+    line.command = ParsedCommand(app);
+    if (line.command == Command::Tag) TakeTagArguments(changes.tag, line);
+    if (line.command == Command::Untag) TakeUntagArguments(changes.untag, line);
     line.files.insert(line.files.end(), arguments.names.begin(), arguments.names.end());
-    if (formats.parsed() && !line.files.empty()) throw CLI::ExtrasError(line.files);
-    if (!formats.parsed() && line.files.empty()) throw CLI::RequiredError("FILE");
+    CheckFiles(line);
     if (decode.parsed()) CheckDecode(decode, line);
     if (art.count("--output") != 0 && line.art.folder.empty()) {
       throw CLI::ValidationError("--output", "The name is empty");
@@ -156,7 +173,6 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLi
   } catch (const CLI::ParseError& end) {
     return app.exit(end) == 0 ? 0 : kUsageStatus;
   }
-  line.command = ParsedCommand(app);
   return std::nullopt;
 }
 

@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "frame_position.h"
+#include "tag_edit.h"
 
 namespace wavehost {
 
-enum class Command { Info, Tags, Art, Decode, Formats };
+enum class Command { Info, Tags, Art, Decode, Formats, Tag, Untag, Options };
 
 struct GlobalOptions {
   std::filesystem::path module;  // empty: the default one
@@ -36,6 +37,22 @@ struct ArtOptions {
   bool force = false;
 };
 
+// Of the commands that change tags.
+struct ChangeOptions {
+  std::vector<Assignment> assignments;
+  std::vector<std::string> pictures;  // as ReadPicture takes them
+  std::vector<std::string> remove;
+  std::string json;  // as ReadTagsJson takes it; empty: none
+  bool yes = false;  // not to be asked
+  EditOptions edit;
+};
+
+// The choice to be stored; both names are empty when there is none.
+struct ChoiceOptions {
+  std::string option;
+  std::string choice;
+};
+
 struct CommandLine {
   Command command = Command::Info;
   std::vector<std::string> files;
@@ -43,7 +60,11 @@ struct CommandLine {
   DecodeOptions decode;
   TagsOptions tags;
   ArtOptions art;
+  ChangeOptions change;
+  ChoiceOptions choice;
 };
+
+inline constexpr int kUsageStatus = 2;
 
 // The exit status when the run ends here: after help, the version, or a message about wrong usage.
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, CommandLine& line);

@@ -10,6 +10,9 @@ int RunInfo(const CodecModule& module, const CommandLine& line);
 int RunDecode(const CodecModule& module, const CommandLine& line);
 int RunTags(const CodecModule& module, const CommandLine& line);
 int RunArt(const CodecModule& module, const CommandLine& line);
+int RunTag(const CodecModule& module, const CommandLine& line);
+int RunUntag(const CodecModule& module, const CommandLine& line);
+int RunOptions(const CodecModule& module, const CommandLine& line);
 int RunFormats(const CodecModule& module, const CommandLine& line);
 
 }  // namespace wavehost

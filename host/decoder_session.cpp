@@ -81,6 +81,33 @@ STZuOpenDecoder DecoderSession::Open(const std::string& file, uint32_t flags) {
   return record;
 }
 
+void DecoderSession::Close() { module_.Close(instance_, nullptr); }
+
+void DecoderSession::WriteTags(const std::string& file, std::span<const std::byte> block) {
+  static_cast<void>(errors_.Take());  // what reading found odd is no reason
+  const std::wstring name = WideFileName(file);
+  STZuCodecGetSet record = {};
+  record.Text1 = name.c_str();
+  record.Data = block.data();
+  record.SubIndex = static_cast<int32_t>(block.size());
+  if (module_.Set(instance_, L"IDTags", &record) == 0) throw Error(ErrorText());
+}
+
+void DecoderSession::Delete(const std::string& file, const wchar_t* names) {
+  static_cast<void>(errors_.Take());
+  const std::wstring name = WideFileName(file);
+  if (module_.DeleteATag(instance_, name.c_str(), names) == 0) throw Error(ErrorText());
+}
+
+void DecoderSession::DeleteTags(const std::string& file, std::span<const std::string> names) {
+  std::wstring packed;
+  for (const std::string& name : names) packed += WideFileName(name.c_str()) + L'\0';
+  if (packed.empty() || packed.front() == 0) return;  // an empty list would delete everything
+  Delete(file, packed.c_str());
+}
+
+void DecoderSession::DeleteAllTags(const std::string& file) { Delete(file, nullptr); }
+
 void DecoderSession::SetRange(int64_t from, int64_t to) {
   STZuCodecGetSet record = {};
   record.RangeFrom = from;

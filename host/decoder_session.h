@@ -1,9 +1,11 @@
 // One decoder instance of the module, with the text of its errors.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "codec_module.h"
@@ -41,6 +43,14 @@ class DecoderSession {
   STZuOpenDecoder Open(const std::string& file, uint32_t flags);
   [[nodiscard]] std::string ErrorText();
 
+  void Close();
+
+  // Writes the tags of a block (see WriteTagBlock) into a file: their names replace the file's.
+  void WriteTags(const std::string& file, std::span<const std::byte> block);
+  // Deletes the tags of these names, or all.
+  void DeleteTags(const std::string& file, std::span<const std::string> names);
+  void DeleteAllTags(const std::string& file);
+
   // Limits what later calls of Open decode to these sample frames; `to` -1 is the end.
   void SetRange(int64_t from, int64_t to);
 
@@ -50,6 +60,8 @@ class DecoderSession {
   bool Get(const wchar_t* key, STZuCodecGetSet& record);
 
  private:
+  void Delete(const std::string& file, const wchar_t* names);
+
   const CodecModule& module_;
   ErrorLog errors_;
   void* instance_;

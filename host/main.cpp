@@ -1,4 +1,5 @@
-// wavehost: describes and decodes audio files, and shows their tags, with a codec module.
+// wavehost: describes and decodes audio files, and shows and changes their tags, with a codec
+// module.
 #include <cstdlib>
 #include <exception>
 
@@ -23,6 +24,12 @@ int Run(const CommandLine& line) {
       return RunTags(module, line);
     case Command::Art:
       return RunArt(module, line);
+    case Command::Tag:
+      return RunTag(module, line);
+    case Command::Untag:
+      return RunUntag(module, line);
+    case Command::Options:
+      return RunOptions(module, line);
     case Command::Formats:
       return RunFormats(module, line);
   }
@@ -40,6 +47,9 @@ int Main(int argc, const char* const* argv) {
     return EXIT_FAILURE;
   } catch (const Interrupted& end) {
     return kSignalStatus + end.signal;
+  } catch (const WrongUsage& error) {
+    PrintFailure(error.what());
+    return kUsageStatus;
   } catch (const std::exception& error) {
     PrintFailure(error.what());
     return EXIT_FAILURE;

@@ -30,21 +30,37 @@ constexpr Signature kSignatures[] = {
     {0, {"MM\x00\x2A", 4}, {"image/tiff", ".tiff"}},
 };
 
-PictureFormat FormatOf(std::span<const std::byte> bytes) {
-  constexpr size_t kNeeded = 16;
-  const std::string_view start(reinterpret_cast<const char*>(bytes.data()),
-                               std::min(bytes.size(), kNeeded));
-  for (const Signature& signature : kSignatures) {
-    if (start.size() < signature.offset + signature.bytes.size()) continue;
-    if (start.substr(signature.offset).starts_with(signature.bytes)) return signature.format;
-  }
-  return {"application/octet-stream", ".bin"};
-}
+// By APIC picture type (ID3v2.3, 4.15), with the short words that people use.
+struct Kind {
+  std::string_view name;
+  std::string_view word;
+};
 
-bool IsPicture(const TagEntry& entry) {
-  const std::string_view name = entry.name;
-  return !entry.payload.empty() && name.size() > kPrefix.size() &&
-         SameName(name.substr(0, kPrefix.size()), kPrefix);
+constexpr Kind kKinds[] = {
+    {"Undefined", "other"},
+    {"32x32 Icon", "icon"},
+    {"Other Icon", "other-icon"},
+    {"Front Album Cover", "front"},
+    {"Back Album Cover", "back"},
+    {"Leaflet Page", "leaflet"},
+    {"Media", "media"},
+    {"Lead Artist", "lead"},
+    {"Artist", "artist"},
+    {"Conductor", "conductor"},
+    {"Band", "band"},
+    {"Composer", "composer"},
+    {"Writer", "writer"},
+    {"Recording Location", "location"},
+    {"During Recording", "recording"},
+    {"During Performance", "performance"},
+    {"Video Capture", "video"},
+    {"Illustration", "illustration"},
+    {"Artist Logo", "logo"},
+    {"Publisher Logo", "publisher"},
+};
+
+PictureFormat FormatOf(std::span<const std::byte> bytes) {
+  return KnownPictureFormat(bytes).value_or(PictureFormat{"application/octet-stream", ".bin"});
 }
 
 // Takes apart _albumart_NUMBER_KIND<subdesc>DESCRIPTION; a missing part stays as it is.
@@ -63,11 +79,57 @@ void TakeName(std::string_view text, Picture& picture) {
 
 }  // namespace
 
+std::optional<PictureFormat> KnownPictureFormat(std::span<const std::byte> bytes) {
+  constexpr size_t kNeeded = 16;
+  const std::string_view start(reinterpret_cast<const char*>(bytes.data()),
+                               std::min(bytes.size(), kNeeded));
+  for (const Signature& signature : kSignatures) {
+    if (start.size() < signature.offset + signature.bytes.size()) continue;
+    if (start.substr(signature.offset).starts_with(signature.bytes)) return signature.format;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string_view> PictureKind(std::string_view word) {
+  for (const Kind& kind : kKinds) {
+    if (SameName(word, kind.name) || SameName(word, kind.word)) return kind.name;
+  }
+  return std::nullopt;
+}
+
+std::string PictureKindWords(size_t columns) {
+  std::string text;
+  size_t line = 0;
+  for (const Kind& kind : kKinds) {
+    if (!text.empty()) text += ',';
+    const bool is_full = line + kind.word.size() > columns;
+    if (!text.empty()) text += is_full ? '\n' : ' ';
+    if (is_full) line = 0;
+    text += kind.word;
+    line += kind.word.size() + 2;
+  }
+  return text;
+}
+
+std::string PictureEntryName(size_t index, std::string_view kind) {
+  return fmt::format("{}{}_{}", kPrefix, index, kind);
+}
+
+bool IsPictureName(std::string_view entry_name) {
+  return entry_name.size() > kPrefix.size() &&
+         SameName(entry_name.substr(0, kPrefix.size()), kPrefix);
+}
+
+bool IsPicture(const TagEntry& entry) {
+  return !entry.payload.empty() && IsPictureName(entry.name);
+}
+
 std::vector<Picture> PicturesOf(const std::vector<TagEntry>& entries) {
   std::vector<Picture> pictures;
   for (const TagEntry& entry : entries) {
     if (!IsPicture(entry)) continue;
     Picture picture;
+    picture.entry = entry.name;
     picture.index = pictures.size() + 1;
     picture.format = FormatOf(entry.payload);
     picture.bytes = entry.payload;

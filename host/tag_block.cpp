@@ -57,6 +57,38 @@ void AppendValues(std::string_view text, std::vector<std::string>& values) {
   values.emplace_back(text.substr(start));
 }
 
+// Puts parts together.
+class BlockWriter {
+ public:
+  void Number(uint32_t number) { LittleEndian(number, kNumberSize); }
+  void Text(std::string_view text) {
+    constexpr uint32_t kReplacement = 0xFFFD;
+    constexpr uint32_t kMostUnit = 0xFFFF;
+    while (!text.empty() && text.front() != '\0') {
+      const uint32_t code = TakeCodePoint(text);
+      LittleEndian(code > kMostUnit ? kReplacement : code, kUnitSize);
+    }
+    LittleEndian(0, kUnitSize);
+  }
+  void Entry(const TagEntry& entry) {
+    BlockWriter texts;
+    texts.Text(entry.name);
+    texts.Text(entry.value);
+    const size_t size = kNumberSize + texts.bytes.size() + entry.payload.size();
+    if (size > INT32_MAX - bytes.size()) throw Error("this is more than the module can take");
+    Number(static_cast<uint32_t>(size));
+    bytes.insert(bytes.end(), texts.bytes.begin(), texts.bytes.end());
+    bytes.insert(bytes.end(), entry.payload.begin(), entry.payload.end());
+  }
+
+  std::vector<std::byte> bytes;
+
+ private:
+  void LittleEndian(uint32_t number, size_t size) {
+    for (; size > 0; --size, number >>= 8U) bytes.push_back(static_cast<std::byte>(number & 0xFFU));
+  }
+};
+
 }  // namespace
 
 std::vector<TagEntry> ReadTagBlock(const void* data, size_t size) {
@@ -73,6 +105,22 @@ std::vector<TagEntry> ReadTagBlock(const void* data, size_t size) {
     entries.push_back(std::move(read));
   }
   return entries;
+}
+
+std::vector<std::byte> WriteTagBlock(std::span<const TagEntry> entries) {
+  BlockWriter block;
+  block.Number(static_cast<uint32_t>(entries.size()));
+  for (const TagEntry& entry : entries) block.Entry(entry);
+  return std::move(block.bytes);
+}
+
+std::string JoinedValues(const std::vector<std::string>& values) {
+  std::string joined;
+  for (const std::string& value : values) {
+    if (&value != values.data()) joined += '\r';
+    joined += value;
+  }
+  return joined;
 }
 
 bool SameName(std::string_view a, std::string_view b) {

@@ -108,6 +108,13 @@ std::string Displayable(std::string_view bytes) {
   return Utf8(name);
 }
 
+bool IsUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    if (!IsCharacter(TakeCodePoint(bytes))) return false;
+  }
+  return true;
+}
+
 size_t Columns(std::string_view text) {
   size_t columns = 0;
   while (!text.empty()) columns += ColumnsOf(TakeCodePoint(text));

@@ -18,6 +18,8 @@ std::string Utf8(std::wstring_view text);
 // direction of what follows.
 std::string Displayable(std::string_view bytes);
 
+[[nodiscard]] bool IsUtf8(std::string_view bytes);
+
 // The columns that a line takes on a terminal.
 [[nodiscard]] size_t Columns(std::string_view text);
 

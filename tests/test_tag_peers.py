@@ -2,6 +2,7 @@
 """Files tagged by well-known tools read with the values that those tools say themselves.
 
 WAVE_MODULE names the module. A tool that is not installed is skipped."""
+import contextlib
 import ctypes
 import json
 import os
@@ -17,7 +18,7 @@ try:
     from mutagen import id3
     from mutagen.wave import WAVE
 except ImportError:
-    mutagen = None
+    mutagen = id3 = WAVE = None
 try:
     import taglib
 except ImportError:
@@ -52,18 +53,25 @@ def entries(address, size):
     return found
 
 
-def read(path):
-    """The file's tags as (name, value, payload), and its properties."""
+@contextlib.contextmanager
+def decoder():
+    """The module and an instance of it."""
     module = ctypes.CDLL(MODULE)
     module.Create.restype = ctypes.c_void_p
-    decoder = ctypes.c_void_p(module.Create(None))
-    record = OpenRecord(file_name=str(path), flags=8 | 16)  # tags, properties
+    instance = ctypes.c_void_p(module.Create(None))
     try:
-        assert module.Open(decoder, ctypes.byref(record)) == 1, f"cannot open {path}"
+        yield module, instance
+    finally:
+        module.Destroy(instance)
+
+
+def read(path):
+    """The file's tags as (name, value, payload), and its properties."""
+    record = OpenRecord(file_name=str(path), flags=8 | 16)  # tags, properties
+    with decoder() as (module, instance):
+        assert module.Open(instance, ctypes.byref(record)) == 1, f"cannot open {path}"
         return (entries(record.tags, record.tag_size),
                 {n: v for n, v, _ in entries(record.properties, record.properties_size)})
-    finally:
-        module.Destroy(decoder)
 
 
 def units(text):
@@ -82,28 +90,31 @@ def chunk(name, body):
 
 def wave(*chunks):
     audio = (chunk(b"fmt ", struct.pack("<HHIIHH", 1, 1, 8000, 16000, 2, 16)),
-             chunk(b"data", bytes(800)))
+             chunk(b"data", bytes(range(200)) * 4))
     body = b"WAVE" + b"".join(audio + chunks)
     return b"RIFF" + struct.pack("<I", len(body)) + body
 
 
-def without_chunk(data, name):
-    """The Wave file without its chunks of that name."""
-    kept, at = b"", 12
+def chunks(data):
+    """(name, body) of each chunk of a Wave file."""
+    at = 12
     while at + 8 <= len(data):
         size = struct.unpack_from("<I", data, at + 4)[0]
-        end = at + 8 + size + size % 2
-        if data[at:at + 4].lower() != name:
-            kept += data[at:end]
-        at = end
+        yield data[at:at + 4], data[at + 8:at + 8 + size]
+        at += 8 + size + size % 2
+
+
+def without_chunk(data, name):
+    """The Wave file without its chunks of that name."""
+    kept = b"".join(chunk(n, body) for n, body in chunks(data) if n.lower() != name)
     return b"RIFF" + struct.pack("<I", 4 + len(kept)) + b"WAVE" + kept
 
 
-def run(*command):
+def run(*command, encoding="utf-8"):
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60,
                           env={**os.environ, "QT_QPA_PLATFORM": "offscreen"}, check=False)
     assert done.returncode == 0, (command, done.stderr)
-    return done.stdout.decode()
+    return done.stdout.decode(encoding)
 
 
 class PeerTest(unittest.TestCase):

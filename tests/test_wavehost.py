@@ -76,7 +76,7 @@ EXTENSIBLE = extensible(1, 2, 96000, 32, 24, 3)
 EXTENSIBLE_FLOAT = extensible(3, 2, 48000, 32, 32, 3)
 
 
-class HostTest(unittest.TestCase):
+class HostCase(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="wavehost-test-")
         self.addCleanup(folder.cleanup)
@@ -102,6 +102,8 @@ class HostTest(unittest.TestCase):
     def names(self):
         return sorted(path.name for path in self.folder.iterdir())
 
+
+class HostTest(HostCase):
     def test_info(self):
         cases = [
             (PCM16, 88200, dict(format="PCM", channels=2, sampleRate=44100, bits=16, frames=22050,

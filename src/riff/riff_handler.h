@@ -99,6 +99,7 @@ class clRIFFHandler {
   void PlanHeaders(Rewrite& rewrite);
   [[nodiscard]] bool Fits(const Rewrite& rewrite);
   [[nodiscard]] RewriteSafety SafetyOf(const Rewrite& rewrite) const;
+  [[nodiscard]] int64_t OldEnd();
   void ReportHeader(uint32_t id, uint64_t size, int64_t position) const;
 
   XFile* File = nullptr;

@@ -35,7 +35,7 @@ bool SizesDiffer(XFile& file) {
 bool FinishInterruptedChange(XFile& file, const wchar_t* name, XFileAccess access,
                              const STNStdReport& report) {
   constexpr const char* kName = "FinishInterruptedChange";
-  if (!SizesDiffer(file) || !IsRewriteInterrupted(file, name)) return true;
+  if (!SizesDiffer(file) || !IsRewriteInterrupted(file)) return true;
   InfoLine(report, kName) << L"Warning: a change of the file was interrupted, finishing it.";
   bool finished = false;
   if (access == XFileAccess::ReadWrite) {
@@ -48,8 +48,8 @@ bool FinishInterruptedChange(XFile& file, const wchar_t* name, XFileAccess acces
   }
   if (!finished) {
     ErrorLine(report, kName)
-        << L"Error a change of the file was interrupted and cannot be finished, "
-           L"it must be writable.";
+        << L"Error a change of the file was interrupted and cannot be finished: it must be "
+           L"writable, with its journal beside it.";
   }
   return finished;
 }

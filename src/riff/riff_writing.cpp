@@ -206,6 +206,19 @@ void clRIFFHandler::ReportHeader(uint32_t id, uint64_t size, int64_t position) c
   DebugLine(Report) << L"ChunkDataPos: " << position + kHeaderSize;
 }
 
+// Where the chunks end in the file: before the pad byte of the last one when that is not there. A
+// byte where it should be, behind the container and not zero, is the first of others.
+int64_t clRIFFHandler::OldEnd() {
+  const int64_t end = std::min(Chunks.EndPosition(), File->Size());
+  if (end != int64_t{StoredRiffSize} + kHeaderSize + 1 ||
+      Chunks.At(Chunks.Count() - 1)->ChunkSize % 2 == 0) {
+    return end;
+  }
+  uint8_t last = 0;
+  const bool is_read = File->SetPosition(end - 1) && File->ReadSmall(&last, 1) == 1;
+  return is_read && last != 0 ? end - 1 : end;
+}
+
 // Moves bytes of the old file to the end of the new layout.
 void clRIFFHandler::PlanMove(Rewrite& rewrite, int64_t from, int64_t length) {
   std::vector<FileRewrite::Move>& moves = rewrite.Change.Moves;
@@ -225,9 +238,9 @@ void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
   const int64_t position = rewrite.End;
   if (piece.What == Kind::Kept) {
     const int64_t from = Chunks.At(piece.First)->ChunkPosition;
-    const int64_t missing = std::max<int64_t>(0, from + footprint - rewrite.Change.OldSize);
+    const int64_t missing = std::max<int64_t>(0, from + footprint - OldEnd());
     PlanMove(rewrite, from, footprint - missing);
-    if (missing > 0) {  // the pad byte at the end of the file
+    if (missing > 0) {  // the pad byte of the last chunk
       AddPatch(patches, MakePatch(position + footprint - missing, static_cast<size_t>(missing)));
     }
   } else if (piece.What == Kind::New) {
@@ -248,8 +261,8 @@ void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
 // Bytes behind the chunks stay behind them.
 void clRIFFHandler::PlanTail(Rewrite& rewrite) {
   FileRewrite& change = rewrite.Change;
-  const int64_t from = Chunks.EndPosition();
-  const int64_t length = std::max<int64_t>(0, change.OldSize - from);
+  const int64_t from = OldEnd();
+  const int64_t length = change.OldSize - from;
   PlanMove(rewrite, from, length);
   change.NewSize = rewrite.End + length;
   rewrite.Contents = change.Patches.size();

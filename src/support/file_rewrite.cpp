@@ -1,14 +1,10 @@
 #include "support/file_rewrite.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <optional>
 
 #include "support/move_journal.h"
-#include "support/xstr.h"
 
 namespace wavecodec {
 namespace {
@@ -169,8 +165,10 @@ bool ResumeRewrite(XFile& file, const FileRewrite& plan, MoveJournal& journal,
 
 RewriteResult RewriteUnderJournal(XFile& file, FileRewrite& plan, int64_t unlike) {
   const std::string path = file.PathOnDisk();
-  int64_t work_size = std::max(plan.OldSize, plan.NewSize) + int64_t{MoveJournal::kTokenSize};
-  if (work_size == unlike) ++work_size;
+  // A multiple of the token's size: it lies in one page, and is written as a whole or not at all.
+  constexpr int64_t kStep = MoveJournal::kTokenSize;
+  int64_t work_size = (std::max(plan.OldSize, plan.NewSize) + 2 * kStep - 1) / kStep * kStep;
+  if (work_size == unlike) work_size += kStep;
   MoveJournal journal;
   if (path.empty() || !journal.Create(MoveJournal::PathFor(path), plan, work_size)) {
     return RewriteResult::NoJournal;
@@ -209,24 +207,16 @@ RewriteResult RewriteFile(XFile& file, FileRewrite& plan, RewriteSafety safety, 
   return RewriteDirectly(file, plan);
 }
 
-bool IsRewriteInterrupted(XFile& file, const wchar_t* name) {
-  const std::string path = file.IsLink() ? file.PathOnDisk() : ToFileNameBytes(name).value_or("");
-  if (path.empty()) return false;
-  const std::string journal_path = MoveJournal::PathFor(path);
-  if (::access(journal_path.c_str(), R_OK) != 0) return errno == EACCES;
-  FileRewrite plan;
-  MoveJournal journal;
-  return journal.Load(journal_path, plan, XFileAccess::Read) && journal.IsOf(file);
-}
+bool IsRewriteInterrupted(XFile& file) { return MoveJournal::HasToken(file); }
 
 bool FinishRewrite(XFile& file) {
+  if (!IsRewriteInterrupted(file)) return true;  // somebody else has finished it
   FileRewrite plan;
   MoveJournal journal;
   const std::string path = file.PathOnDisk();
-  if (path.empty() || !journal.Load(MoveJournal::PathFor(path), plan, XFileAccess::ReadWrite)) {
+  if (path.empty() || !journal.Load(MoveJournal::PathFor(path), plan) || !journal.IsOf(file)) {
     return false;
   }
-  if (!journal.IsOf(file)) return true;  // somebody else has finished it
   if (const auto progress = journal.Latest()) {
     return ResumeRewrite(file, plan, journal, *progress);
   }

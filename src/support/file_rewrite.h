@@ -51,11 +51,10 @@ enum class RewriteResult {
 // While it goes on under a journal the file never has the size `unlike`.
 RewriteResult RewriteFile(XFile& file, FileRewrite& plan, RewriteSafety safety, int64_t unlike);
 
-// True when a change of the file, which was opened by this name, was interrupted: a journal of just
-// this state of it lies beside it, or one that cannot be read. One system call when there is none,
-// unless the name is a link.
-bool IsRewriteInterrupted(XFile& file, const wchar_t* name);
-// Finishes such a change, or takes it back when it had only begun. The file is open for writing.
+// True when a change of the file was interrupted, or goes on. One system call.
+bool IsRewriteInterrupted(XFile& file);
+// Finishes such a change, or takes it back when it had only begun. The file is open for writing. False
+// when its journal does not lie beside it, too.
 bool FinishRewrite(XFile& file);
 
 }  // namespace wavecodec

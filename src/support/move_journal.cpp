@@ -17,7 +17,8 @@
 namespace wavecodec {
 namespace {
 
-constexpr uint64_t kMagic = 0x31304C4E524A5657;  // "WVJRNL01"
+constexpr uint64_t kMagic = 0x31304C4E524A5657;       // "WVJRNL01"
+constexpr uint64_t kTokenMagic = 0x4E4B5445564F4DF1;  // the first half of every token
 constexpr int64_t kRecordPosition[2] = {512, 1024};
 constexpr int64_t kPlanPosition = 2048;
 constexpr int64_t kPage = 4096;
@@ -166,7 +167,9 @@ bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64
   if (handle == kNoFile) return false;
   Path = path;
   std::random_device random;
-  for (uint8_t& byte : FileToken) byte = static_cast<uint8_t>(random());
+  WriteU64LE(FileToken.data(), kTokenMagic);
+  std::generate(FileToken.begin() + 8, FileToken.end(),
+                [&] { return static_cast<uint8_t>(random()); });
   const std::vector<uint8_t> bytes = PlanBytes(plan);
   PlanSize = static_cast<int64_t>(bytes.size());
   FileWorkSize = work_size;
@@ -178,9 +181,11 @@ bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64
   header.Number(work_size);
   header.Number(PlanSize);
   header.Number(Checksum(bytes, Checksum(header.Out)));
-  const int64_t size = NeedsSlots(plan) ? SlotPosition(2) : kPlanPosition + PlanSize;
-  if (File.Adopt(handle) && File.ClaimRoom(0, size) && File.SetPosition(kPlanPosition) &&
-      File.Write(bytes.data(), bytes.size()) && File.SetPosition(0) &&
+  // The records have their room with the header; saved pieces need room of their own.
+  header.Out.resize(static_cast<size_t>(kPlanPosition));
+  header.Bytes(bytes);
+  const bool claims = NeedsSlots(plan);
+  if (File.Adopt(handle) && (!claims || File.ClaimRoom(0, SlotPosition(2))) &&
       File.Write(header.Out.data(), header.Out.size())) {
     return true;
   }
@@ -188,9 +193,8 @@ bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64
   return false;
 }
 
-bool MoveJournal::Load(const std::string& path, FileRewrite& plan, XFileAccess access) {
-  const int mode = access == XFileAccess::Read ? O_RDONLY : O_RDWR;
-  const XFileHandle handle = OpenRegularFile(path.c_str(), mode | O_NOFOLLOW);
+bool MoveJournal::Load(const std::string& path, FileRewrite& plan) {
+  const XFileHandle handle = OpenRegularFile(path.c_str(), O_RDWR | O_NOFOLLOW);
   std::array<uint8_t, kHeaderSize> header{};
   if (handle == kNoFile || !File.Adopt(handle) ||
       File.Read(header.data(), header.size()) != header.size()) {
@@ -218,12 +222,20 @@ bool MoveJournal::Load(const std::string& path, FileRewrite& plan, XFileAccess a
          FitsInto(plan, FileWorkSize - static_cast<int64_t>(kTokenSize));
 }
 
-bool MoveJournal::IsOf(XFile& file) const {
+MoveJournal::Token MoveJournal::TokenOf(XFile& file) {
   Token token{};
-  return file.Size() == FileWorkSize &&
-         file.SetPosition(FileWorkSize - static_cast<int64_t>(token.size())) &&
-         file.Read(token.data(), token.size()) == token.size() && token == FileToken;
+  if (!file.SetPosition(file.Size() - static_cast<int64_t>(token.size())) ||
+      file.Read(token.data(), token.size()) != token.size()) {
+    token.fill(0);
+  }
+  return token;
 }
+
+bool MoveJournal::IsOf(XFile& file) const {
+  return file.Size() == FileWorkSize && TokenOf(file) == FileToken;
+}
+
+bool MoveJournal::HasToken(XFile& file) { return ReadU64LE(TokenOf(file).data()) == kTokenMagic; }
 
 void MoveJournal::Remove() {
   File.Close();

@@ -25,8 +25,8 @@ struct RewriteProgress {
   int64_t Length = 0;         // bytes of the step
 };
 
-// The file's last bytes while a change goes on are the journal's token, so that a journal is never
-// taken for that of another state of the file. What is saved, and then the progress, is written
+// The file's last bytes while a change goes on are the journal's token, so that such a file is known
+// by itself, and a journal is never taken for that of another state of it. What is saved, and then the progress, is written
 // before the step that they are about; two of each take turns, so that a torn one does no harm.
 class MoveJournal {
  public:
@@ -39,10 +39,11 @@ class MoveJournal {
   // Makes a journal with the whole plan, and room for saved pieces where a move needs that. One
   // that lies there is of the past.
   bool Create(const std::string& path, const FileRewrite& plan, int64_t work_size);
-  // Reads the plan back; false when the journal is not whole, or cannot be opened for this.
-  bool Load(const std::string& path, FileRewrite& plan, XFileAccess access);
-  // Whether the file carries the token of this journal.
+  // Reads the plan back; false when the journal is not whole.
+  bool Load(const std::string& path, FileRewrite& plan);
+  // Whether the file carries the token of this journal, or of any.
   [[nodiscard]] bool IsOf(XFile& file) const;
+  static bool HasToken(XFile& file);
   // Ends the journal: the change is done, or was taken back.
   void Remove();
 
@@ -57,6 +58,7 @@ class MoveJournal {
   std::optional<RewriteProgress> Latest();
 
  private:
+  static Token TokenOf(XFile& file);
   [[nodiscard]] int64_t SlotPosition(uint32_t slot) const;
 
   XFile File;

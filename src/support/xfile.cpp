@@ -30,26 +30,6 @@ XFileHandle OpenPath(const char* path, int flags) {
   return handle;
 }
 
-// The handle of a regular file, and what the system tells of it.
-XFileHandle OpenRegular(const wchar_t* name, int flags, struct stat& status, bool& is_link) {
-  const auto path = name != nullptr ? ToFileNameBytes(name) : std::nullopt;
-  if (!path) return kNoFile;
-  // Without waiting first: opening a pipe that nobody writes to must not hang the host. A file that
-  // another program has leased is waited for.
-  XFileHandle handle = OpenPath(path->c_str(), flags | O_NONBLOCK | O_NOFOLLOW);
-  is_link = handle == kNoFile && errno == ELOOP;
-  if (is_link) handle = OpenPath(path->c_str(), flags | O_NONBLOCK);
-  if (handle == kNoFile && errno == EWOULDBLOCK && ::stat(path->c_str(), &status) == 0 &&
-      S_ISREG(status.st_mode)) {
-    handle = OpenPath(path->c_str(), flags);
-  }
-  if (handle != kNoFile && (::fstat(handle, &status) != 0 || !S_ISREG(status.st_mode))) {
-    ::close(handle);
-    handle = kNoFile;
-  }
-  return handle;
-}
-
 // Waits for others who write. A file system without locks has to do without.
 bool LockForWriting(XFileHandle handle) {
   constexpr std::chrono::milliseconds kStep(20);
@@ -63,6 +43,27 @@ bool LockForWriting(XFileHandle handle) {
   return true;
 }
 
+// The handle of a regular file, and what the system tells of it; of one for writing when it is
+// locked, for another writer may have changed it before.
+XFileHandle OpenRegular(const wchar_t* name, int flags, struct stat& status) {
+  const auto path = name != nullptr ? ToFileNameBytes(name) : std::nullopt;
+  if (!path) return kNoFile;
+  // Without waiting first: opening a pipe that nobody writes to must not hang the host. A file that
+  // another program has leased is waited for.
+  XFileHandle handle = OpenPath(path->c_str(), flags | O_NONBLOCK);
+  if (handle == kNoFile && errno == EWOULDBLOCK && ::stat(path->c_str(), &status) == 0 &&
+      S_ISREG(status.st_mode)) {
+    handle = OpenPath(path->c_str(), flags);
+  }
+  const bool writes = flags == O_RDWR;
+  if (handle != kNoFile && ((writes && !LockForWriting(handle)) || ::fstat(handle, &status) != 0 ||
+                            !S_ISREG(status.st_mode))) {
+    ::close(handle);
+    handle = kNoFile;
+  }
+  return handle;
+}
+
 int64_t FileSizeLimit() {
   rlimit limit{};
   if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return INT64_MAX;
@@ -74,7 +75,7 @@ int64_t FileSizeLimit() {
 bool XFile::Open(const wchar_t* name) {
   Close();
   struct stat status {};
-  FileHandle = OpenRegular(name, O_RDONLY, status, OpenedLink);
+  FileHandle = OpenRegular(name, O_RDONLY, status);
   if (FileHandle == kNoFile) return false;
   Owned = true;
   SetOpened(status.st_size);
@@ -85,15 +86,9 @@ bool XFile::Open(const wchar_t* name, XFileAccess access) {
   if (access == XFileAccess::Read) return Open(name);
   Close();
   struct stat status {};
-  FileHandle = OpenRegular(name, O_RDWR, status, OpenedLink);
+  FileHandle = OpenRegular(name, O_RDWR, status);
   if (FileHandle == kNoFile) return false;
   Owned = true;
-  // After waiting the size may be another.
-  if (!LockFile(FileHandle, LOCK_EX | LOCK_NB) &&
-      (!LockForWriting(FileHandle) || ::fstat(FileHandle, &status) != 0)) {
-    Close();
-    return false;
-  }
   SetOpened(status.st_size, FileSizeLimit());
   return true;
 }

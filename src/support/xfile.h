@@ -71,8 +71,6 @@ class XFile {
   // before, or towards the end. The file's size changes with it.
   [[nodiscard]] bool Shuffle(int64_t from, int64_t delta);
 
-  // True when the name that was opened is a symbolic link to the file.
-  [[nodiscard]] bool IsLink() const { return OpenedLink; }
   // Where the open file lies now, links resolved, in the bytes of the system; "" when it lies
   // nowhere (it was removed) or that cannot be told.
   [[nodiscard]] virtual std::string PathOnDisk() const;
@@ -106,7 +104,6 @@ class XFile {
   XFileHandle FileHandle = kNoFile;
   bool Owned = false;
   bool Opened = false;
-  bool OpenedLink = false;
   int64_t KnownSize = -1;
   int64_t SizeLimit = std::numeric_limits<int64_t>::max();  // beyond it the system ends processes
   int64_t Position = 0;

@@ -1,5 +1,6 @@
 #include "support/xregistry.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -135,6 +136,17 @@ XRegistryValue XRegistry::Value(const wchar_t* name, const wchar_t* mainKey, con
 uint32_t XRegistry::GetDWORD(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,
                              bool* exists) {
   return static_cast<uint32_t>(Value(name, mainKey, path, exists).Number());
+}
+
+void XRegistry::GetDWORDs(std::span<const wchar_t* const> names, std::span<uint32_t> values,
+                          const wchar_t* mainKey, const wchar_t* path) {
+  std::fill(values.begin(), values.end(), 0U);
+  Read([&](const JsonDocument& document) {
+    const JsonDocument::ObjectId key = Key(mainKey, path).Find(document);
+    for (size_t i = 0; i < names.size(); ++i) {
+      values[i] = static_cast<uint32_t>(XRegistryValue(document, key, OrEmpty(names[i])).Number());
+    }
+  });
 }
 
 int32_t XRegistry::GetInt32(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,

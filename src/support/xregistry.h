@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "support/json.h"
@@ -33,6 +34,9 @@ class XRegistry {
   // type.
   static uint32_t GetDWORD(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,
                            bool* exists = nullptr);
+  // The same for several values of one key, as they are at one moment.
+  static void GetDWORDs(std::span<const wchar_t* const> names, std::span<uint32_t> values,
+                        const wchar_t* mainKey, const wchar_t* path);
   static int32_t GetInt32(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,
                           bool* exists = nullptr);
   static int64_t GetInt64(const wchar_t* name, const wchar_t* mainKey, const wchar_t* path,

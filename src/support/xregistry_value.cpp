@@ -63,8 +63,11 @@ void XRegistryKey::Delete(JsonDocument& document) const {
 }
 
 XRegistryValue::XRegistryValue(const JsonDocument& document, const XRegistryKey& key,
+                               std::wstring_view name)
+    : XRegistryValue(document, key.Find(document), name) {}
+
+XRegistryValue::XRegistryValue(const JsonDocument& document, JsonDocument::ObjectId object,
                                std::wstring_view name) {
-  const ObjectId object = key.Find(document);
   if (object == JsonDocument::kNone) return;
   if (const std::string* value = document.FindValue(object, name)) Json = *value;
 }

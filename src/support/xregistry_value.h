@@ -31,6 +31,8 @@ class XRegistryValue {
  public:
   XRegistryValue() = default;
   XRegistryValue(const JsonDocument& document, const XRegistryKey& key, std::wstring_view name);
+  // The same, of a key that was found.
+  XRegistryValue(const JsonDocument& document, JsonDocument::ObjectId key, std::wstring_view name);
 
   [[nodiscard]] bool Exists() const { return Json.has_value(); }
   [[nodiscard]] int64_t Number() const;

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "support/xregistry.h"
-#include "support/xregistry_transaction.h"
 
 namespace wavecodec {
 namespace {
@@ -16,18 +15,14 @@ constexpr wchar_t kPath[] = L"Software\\Mardel\\Tonvark\\Tagging";
 uint32_t TagOption(const wchar_t* name) { return XRegistry::GetDWORD(name, kMainKey, kPath); }
 
 WaveTagOptions WaveTagOptions::Present() {
-  XRegistryTransaction store;  // its gets see one state of the store
-  const auto get = [&](const wchar_t* name) { return store.GetDWORD(name, kMainKey, kPath); };
-  WaveTagOptions options;
-  options.Creation = get(tag_option::kCreation);
-  options.ListPosition = get(tag_option::kListPosition);
-  options.ListAlbum = get(tag_option::kListAlbum);
-  options.ListTrack = get(tag_option::kListTrack);
-  options.ListPadding = get(tag_option::kListPadding);
-  options.ListPaddingSize = get(tag_option::kListPaddingSize);
-  options.ID3v2Version = get(tag_option::kID3v2Version);
-  options.ID3v2Unicode = get(tag_option::kID3v2Unicode);
-  return options;
+  constexpr std::array<const wchar_t*, 8> kNames = {
+      tag_option::kCreation,     tag_option::kListPosition, tag_option::kListAlbum,
+      tag_option::kListTrack,    tag_option::kListPadding,  tag_option::kListPaddingSize,
+      tag_option::kID3v2Version, tag_option::kID3v2Unicode};
+  std::array<uint32_t, kNames.size()> chosen{};
+  XRegistry::GetDWORDs(kNames, chosen, kMainKey, kPath);
+  const auto [creation, position, album, track, padding, padding_size, version, unicode] = chosen;
+  return {creation, position, album, track, padding, padding_size, version, unicode};
 }
 
 uint32_t WaveTagOptions::PaddingBytes() const {

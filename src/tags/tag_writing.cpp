@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "id3v2/meta_map.h"
 #include "id3v2/tag_bridge.h"
@@ -14,6 +15,7 @@
 #include "riff/chunk_reader.h"
 #include "riff/riff_handler.h"
 #include "riff/riff_recovery.h"
+#include "support/names.h"
 #include "support/xfile.h"
 #include "support/xtemp_file.h"
 #include "tags/bext_chunk.h"
@@ -29,18 +31,28 @@ constexpr size_t kListTypeSize = 4;
 
 enum class Edit { Write, DeleteNamed, DeleteAll };
 
-// Whether two sets say the same, in whatever order.
+// The entries by name, those of one name in their order.
+std::vector<NTag::Entry> ByName(const NTag& tags) {
+  std::vector<NTag::Entry> entries;
+  entries.reserve(tags.Count());
+  for (size_t i = 0; i < tags.Count(); ++i) entries.push_back(tags.At(i));
+  const auto before = [](char a, char b) { return ToLowerASCII(a) < ToLowerASCII(b); };
+  std::stable_sort(entries.begin(), entries.end(), [&](const auto& a, const auto& b) {
+    return std::lexicographical_compare(a.Name.begin(), a.Name.end(), b.Name.begin(), b.Name.end(),
+                                        before);
+  });
+  return entries;
+}
+
+// Whether two sets say the same, in whatever order of names.
 bool SameTags(const NTag& a, const NTag& b) {
   if (a.Count() != b.Count()) return false;
-  for (size_t i = 0; i < a.Count(); ++i) {
-    const NTag::Entry tag = a.At(i);
-    const auto other = b.FindElement(tag.Name);
-    if (!other || other->Value != tag.Value ||
-        !std::equal(tag.Data.begin(), tag.Data.end(), other->Data.begin(), other->Data.end())) {
-      return false;
-    }
-  }
-  return true;
+  const auto first = ByName(a);
+  const auto second = ByName(b);
+  return std::equal(first.begin(), first.end(), second.begin(), [](const auto& x, const auto& y) {
+    return SameName(x.Name, y.Name) && x.Value == y.Value &&
+           std::equal(x.Data.begin(), x.Data.end(), y.Data.begin(), y.Data.end());
+  });
 }
 
 bool IsPadding(const std::optional<STRIFFChunk>& chunk) {

@@ -1,0 +1,52 @@
+/* A codec module that finds no tags and damages the audio when it is to write some: the host has to
+ * notice. */
+#define WAVECODEC_EXPORT __attribute__((visibility("default")))
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
+
+#include "wavecodec/codec_module.h"
+
+void* gInstance;
+
+static const char kNoEntries[4] = "\0\0\0";
+
+void* Create(const STNStdReport* report) {
+  (void)report;
+  return &gInstance;
+}
+
+uint32_t Destroy(void* instance) { return instance != NULL; }
+
+uint32_t Open(void* instance, STZuOpenDecoder* record) {
+  (void)instance;
+  record->tagData = record->propsData = kNoEntries;
+  record->tagSize = record->propsSize = sizeof(kNoEntries);
+  return 1;
+}
+
+uint32_t Close(void* instance, STZuEncoderFluid* fluid) { return instance != NULL && fluid == NULL; }
+
+uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) { return instance == (void*)block; }
+
+uint32_t SetPosition(void* instance, int64_t frames) { return instance == NULL && frames == 0; }
+
+uint32_t DeleteATag(void* instance, const wchar_t* file_name, const wchar_t* names) {
+  (void)instance;
+  (void)names;
+  char name[1024];
+  const size_t length = wcstombs(name, file_name, sizeof(name));
+  FILE* const file = length < sizeof(name) ? fopen(name, "r+b") : NULL;
+  if (file == NULL) return 0;
+  const int written = fseek(file, 50, SEEK_SET) == 0 && fputc('!', file) != EOF;
+  return fclose(file) == 0 && written;
+}
+
+uint32_t Get(void* instance, const wchar_t* key, STZuCodecGetSet* record) {
+  return instance == (void*)key && record == NULL;
+}
+
+uint32_t Set(void* instance, const wchar_t* key, STZuCodecGetSet* record) {
+  return wcscmp(key, L"IDTags") == 0 && DeleteATag(instance, record->Text1, NULL);
+}

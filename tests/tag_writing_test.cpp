@@ -1,0 +1,463 @@
+// Layouts after writing and deleting tags, and files that are left alone.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <sstream>
+
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#endif
+
+#include "id3_builder.h"
+#include "strict_walker.h"
+#include "tag_writing.h"
+
+namespace wavecodec {
+namespace {
+
+using namespace test;
+
+const std::string kFmt = Fmt(1, 2, 44100, 16);
+const std::string kData = Chunk("data", Noise(400));
+const std::string kOddData = "data" + LE(401, 4) + Noise(401);
+const std::string kBext = Chunk("bext", "d" + std::string(601, '\0'));
+
+const std::string kFact = Chunk("fact", "1234");
+
+std::string Zeros(size_t count) { return std::string(count, '\0'); }
+std::string Junk(size_t size, const char* id = "JUNK") { return Chunk(id, Zeros(size)); }
+std::string Info(const std::string& items) { return Chunk("LIST", "INFO" + items); }
+std::string Item(const char* id, const std::string& text) { return Chunk(id, text + Zeros(1)); }
+const std::string kTitle = Item("INAM", "T");
+const std::string kArtist = Item("IART", "A");
+const std::string kList = Info(kTitle + kArtist);                // 24 bytes
+const std::string kOddList = Info("IART" + LE(5, 4) + "Queen");  // 17 bytes
+const std::string kId3 = Chunk("id3 ", Tag(3, 0, Text3("TIT2", "T")));
+
+std::string Ds64(uint64_t riff, uint64_t data) {
+  return Chunk("ds64", LE(riff, 8) + LE(data, 8) + LE(data / 4, 8) + LE(0, 4));
+}
+std::string Rf64(const std::string& chunks, uint64_t data = 400) {
+  return "RF64" + LE(0xFFFFFFFF, 4) + "WAVE" + Ds64(4 + 36 + chunks.size(), data) + chunks;
+}
+
+// "Title=T;Artist=A" writes, "-Title;Artist" deletes, "-" deletes everything.
+bool Do(const std::string& work, const std::wstring& file, const STNStdReport& report = {}) {
+  Instance instance(report);
+  const bool deletes = work.starts_with("-");
+  Entries entries;
+  std::vector<std::wstring> names;
+  std::istringstream items(deletes ? work.substr(1) : work);
+  for (std::string item; std::getline(items, item, ';');) {
+    const std::wstring wide(item.begin(), item.end());
+    const size_t split = wide.find(L'=');
+    if (deletes) {
+      names.push_back(wide);
+    } else {
+      entries.emplace_back(wide.substr(0, split), wide.substr(split + 1));
+    }
+  }
+  return deletes ? DeleteTags(instance, file, names) : SetTags(instance, file, entries);
+}
+
+constexpr char kBoth[] = "Title=T;Artist=A";
+constexpr char kLonger[] = "Comment=01234567890123456789";  // 30 bytes of a LIST
+
+TEST(TagWriting, Layouts) {
+  const struct {
+    const char* options;
+    std::string chunks;
+    const char* work;
+    const char* shape;
+  } cases[] = {
+      // New chunks.
+      {"", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, id3 36"},
+      {"D1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24"},
+      {"D3", kFmt + kData, kBoth, "fmt 16, data 400, id3 36"},
+      {"D2", kFmt + kData, kBoth, "fmt 16, data 400"},
+      {"D2", kFmt + kData + kId3, kBoth, "fmt 16, data 400, id3 36"},
+      {"D1S1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, JUNK 1016"},
+      {"D1", kFmt + kData + Junk(100), kBoth, "fmt 16, data 400, LIST 24, JUNK 68"},
+      {"D1", kFmt + kOddData + Zeros(1), kBoth, "fmt 16, data 401, LIST 24"},
+      {"D1", kFmt + kOddData, kBoth, "fmt 16, data 401, LIST 24"},
+      {"D1", kFmt + "data" + LE(500, 4) + Noise(400), kBoth, "fmt 16, data 400, LIST 24"},
+      {"D1P1", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
+      {"D1P1S1", kFmt + kData, kBoth, "fmt 16, LIST 24, JUNK 1016, data 400"},
+      {"D1P1S4T1", kFmt + kData, kBoth, "fmt 16, LIST 24, PAD 16376, data 400"},
+      {"D1P1S5", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
+      {"D1P1S1T2", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
+      // A padding chunk before `data` gives its room; what lies between moves, the audio does not.
+      {"D1P1", kFmt + Junk(100) + kData, kBoth, "fmt 16, LIST 24, JUNK 68, data 400"},
+      {"D1P1S1", kFmt + Junk(100) + kData, kBoth, "fmt 16, LIST 24, JUNK 68, data 400"},
+      {"D1P1T2", kFmt + Junk(100, "PAD ") + kData, kBoth, "fmt 16, LIST 24, PAD 68, data 400"},
+      {"D1P1", kFmt + Junk(24) + kData, kBoth, "fmt 16, LIST 24, data 400"},
+      {"D1P1", kFmt + Junk(23) + kData, kBoth, "fmt 16, LIST 24, data 400"},
+      {"D1P1", kFmt + Junk(32) + kData, kBoth, "fmt 16, LIST 24, JUNK 0, data 400"},
+      {"D1P1", Junk(100) + kFmt + kData, kBoth, "JUNK 68, fmt 16, LIST 24, data 400"},
+      // Larger.
+      {"", kFmt + kList + Junk(100) + kData, kLonger, "fmt 16, LIST 54, JUNK 70, data 400"},
+      {"", kFmt + kList + Junk(10) + kData, kLonger, "fmt 16, LIST 54, data 400"},
+      {"", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, data 400"},
+      {"S1", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, JUNK 1016, data 400"},
+      {"", kFmt + kData + kList, kLonger, "fmt 16, data 400, LIST 54"},
+      // Smaller.
+      {"", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, JUNK 2, data 400"},
+      {"T1", kFmt + kList + kData, "-artist", "fmt 16, LIST 14, PAD 2, data 400"},
+      {"T2", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, data 400"},
+      {"", kFmt + kList + Junk(100) + kData, "-Artist", "fmt 16, LIST 14, JUNK 110, data 400"},
+      {"", kFmt + kData + kId3, "-Title", "fmt 16, data 400"},
+      // Nothing left.
+      {"", kFmt + Info(kArtist) + kData, "-Artist", "fmt 16, JUNK 14, data 400"},
+      {"T2", kFmt + Info(kArtist) + kData, "-Artist", "fmt 16, data 400"},
+      {"", kFmt + kData + Info(kArtist), "-Artist", "fmt 16, data 400"},
+      // Everything.
+      {"", kFmt + kOddList + Junk(2040) + kData, "-", "fmt 16, JUNK 2065, data 400"},
+      {"", kFmt + kOddList + Junk(101) + kData, "-", "fmt 16, JUNK 128, data 400"},
+      {"", kFmt + kList + Junk(101, "PAD ") + kData, "-", "fmt 16, PAD 133, data 400"},
+      {"", kFmt + kOddList + kData, "-", "fmt 16, JUNK 17, data 400"},
+      {"T1", kFmt + kOddList + kData, "-", "fmt 16, PAD 17, data 400"},
+      {"T2", kFmt + kOddList + kData, "-", "fmt 16, data 400"},
+      {"", kFmt + Junk(50) + kList + kData, "-", "fmt 16, JUNK 82, data 400"},
+      {"", kFmt + kData + kOddList, "-", "fmt 16, data 400"},
+      {"", kFmt + kData + kOddList + Junk(101) + kFact, "-", "fmt 16, data 400, JUNK 128, fact 4"},
+      {"T2", kBext + kFmt + kData + kOddList + kId3, "-", "fmt 16, data 400"},
+      {"", kFmt + kData + kList + kId3 + kFact, "-", "fmt 16, data 400, JUNK 54, fact 4"},
+      // `bext`.
+      {"D2", kFmt + kData, "Description=d", "bext 602, fmt 16, data 400"},
+      {"D2", Junk(1000) + kFmt + kData, "Description=d", "bext 602, JUNK 390, fmt 16, data 400"},
+      {"", kBext + Junk(390) + kFmt + kData, "-", "JUNK 1000, fmt 16, data 400"},
+      {"", kBext + kFmt + kData, "CodingHistory=0123456789", "bext 616, fmt 16, data 400"},
+      {"", kFmt + kData + kBext, "CodingHistory=0123456789", "fmt 16, data 400, bext 616"},
+      {"", kBext + kFmt + kData, "-Description;TimeReference", "fmt 16, data 400"},
+  };
+  for (const auto& c : cases) {
+    const StoredOptions options(c.options);
+    const TempFile file(Riff(c.chunks));
+    EXPECT_TRUE(Do(c.work, file.Name()));
+    const std::string once = FileBytes(file.Path);
+    const WalkedFile walked(once);
+    EXPECT_EQ(walked.Shape(), c.shape)
+        << c.options << " " << WalkedFile(Riff(c.chunks)).Shape() << " " << c.work;
+    ASSERT_NE(walked.Find("data"), nullptr);
+    EXPECT_EQ(walked.Find("data")->Body.substr(0, 400), Noise(400));
+    // What is there already changes nothing.
+    EXPECT_TRUE(Do(c.work, file.Name()));
+    EXPECT_EQ(FileBytes(file.Path) == once, true) << c.shape << " " << c.work;
+  }
+}
+
+TEST(TagWriting, LayoutsOfRf64) {
+  const std::string mark = "data" + LE(0xFFFFFFFF, 4) + Noise(400);
+  const struct {
+    std::string chunks;
+    const char* work;
+    const char* shape;
+  } cases[] = {
+      {kFmt + kData, kBoth, "ds64 28, fmt 16, data 400, LIST 24"},
+      {kFmt + mark, kBoth, "ds64 28, fmt 16, data 400, LIST 24"},
+      {kFmt + kData, "Description=d", "ds64 28, bext 602, fmt 16, data 400"},
+      {Junk(610) + kFmt + mark, "Description=d", "ds64 28, bext 602, JUNK 0, fmt 16, data 400"},
+      {kFmt + kData + kList, "-", "ds64 28, fmt 16, data 400"},
+  };
+  const StoredOptions options("D1");
+  for (const auto& c : cases) {
+    const TempFile file(Rf64(c.chunks));
+    EXPECT_TRUE(Do(c.work, file.Name()));
+    EXPECT_EQ(WalkedFile(FileBytes(file.Path)).Shape(), c.shape) << c.work;
+  }
+}
+
+// Room of 1 to 7 bytes can be no chunk, and no gap either.
+TEST(TagWriting, ASmallRestIsNoGap) {
+  const StoredOptions options("D1P1");
+  const auto bytes_with = [](const std::string& list, size_t padding, bool in_front) {
+    const std::string chunks = in_front ? Junk(padding) + kFmt + list : kFmt + list + Junk(padding);
+    return Riff(chunks + kData);
+  };
+  for (size_t size = 20; size < 60; ++size) {
+    for (const char* work : {"Title=T;Artist=A", "Artist=AB", "Artist=ABCDEFGHI", "-Artist"}) {
+      for (const std::string& list : {std::string(), kList, kOddList}) {
+        const TempFile file(bytes_with(list, 10 + size / 2, size % 2 != 0));
+        EXPECT_TRUE(Do(work, file.Name()));
+        const std::string bytes = FileBytes(file.Path);
+        const WalkedFile walked(bytes);
+        EXPECT_EQ(walked.Fault, "") << size << work << list.size();
+        EXPECT_TRUE(walked.PaddingPairs() == 0 && walked.Chunks.back().Body == Noise(400))
+            << walked.Shape();
+      }
+    }
+  }
+}
+
+std::string TagsOf(const std::wstring& file) {
+  Instance instance;
+  EXPECT_TRUE(instance.Open(file, ZuOpenTags));
+  NTag tags;
+  tags.InitFromRawMemory(instance.Record.tagData, instance.Record.tagSize);
+  std::string text;
+  for (size_t i = 0; i < tags.Count(); ++i) {
+    if (tags.At(i).Name.starts_with("_riff_")) continue;
+    text += std::string(tags.At(i).Name) + "=" + std::string(tags.At(i).Value) + ";";
+  }
+  return text;
+}
+
+// What is written is what is read, and what is deleted is gone.
+TEST(TagWriting, SeveralChunksOfOneKind) {
+  const StoredOptions options("");
+  const std::string other = Info(Item("IART", "B") + kTitle);
+  const std::string bext = Chunk("bext", "e" + Zeros(601));
+  const std::string id3 = Chunk("id3 ", Tag(3, 0, Text3("TIT2", "U")));
+  const std::string whole = Riff(kBext + kList + kId3 + kFmt + kData + id3 + bext + other);
+  const struct {
+    const char* work;
+    const char* tags;
+  } cases[] = {
+      {"Artist=N;Title=M;Description=x",
+       "Title=M;Artist=N;TagVersion=ID3v2.3;Description=x;TimeReference=0;"},
+      {"-Artist;Title;Description;TimeReference", ""},
+      {"-", ""},
+  };
+  for (const auto& c : cases) {
+    const TempFile file(whole);
+    EXPECT_TRUE(Do(c.work, file.Name()));
+    EXPECT_EQ(TagsOf(file.Name()), c.tags) << c.work;
+    EXPECT_EQ(WalkedFile(FileBytes(file.Path)).Fault, "");
+  }
+}
+
+TEST(TagWriting, EveryValueOfANameIsWritten) {
+  const StoredOptions options("");
+  const std::string genre = Item("IGNR", "y");
+  const TempFile file(Riff(kFmt + kData + Info(kArtist + kArtist + genre)));
+  EXPECT_TRUE(Do("Artist=A;Genre=y;Genre=z", file.Name()));
+  EXPECT_TRUE(FileBytes(file.Path) ==
+              Riff(kFmt + kData + Info(kArtist + genre + Item("IGNR", "z"))));
+}
+
+TEST(TagWriting, BytesBehindTheContainerStayLast) {
+  const StoredOptions options("");
+  const std::string even = Riff(kFmt + kData);
+  std::string odd = Riff(kFmt + kOddData);  // neither a pad byte nor a size that counts it
+  for (const std::string& file_bytes : {even, odd}) {
+    const TempFile file(file_bytes + "the rest");
+    for (const char* work : {kBoth, "Description=d", "-Title", "-"}) {
+      EXPECT_TRUE(Do(work, file.Name()));
+      const std::string bytes = FileBytes(file.Path);
+      EXPECT_EQ(WalkedFile(bytes).Fault, "") << work;
+      EXPECT_EQ(WalkedFile(bytes).Trailing, "the rest") << work;
+    }
+  }
+}
+
+// The exit status of a child process that does something there is no way back from.
+int InChild(const std::function<int()>& work) {
+  const pid_t child = fork();
+  if (child == 0) _exit(work());
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The file of each case stays as it is, and the report says why; writing as well as deleting.
+void ExpectRefusal(const std::filesystem::path& path, const std::string& what) {
+  for (const char* work : {kBoth, "Description=d", "-", "-Artist;Description"}) {
+    CapturedReport report;
+    EXPECT_FALSE(Do(work, path.wstring(), report.Record)) << what << work;
+    EXPECT_NE(report.Errors(), "") << what << work;
+  }
+}
+
+TEST(TagWriting, RefusesWhatItDoesNotUnderstand) {
+  const StoredOptions options("");
+  const std::string empty_data = Chunk("data", "");
+  const std::string cases[] = {
+      "",
+      "RIFF",
+      Riff(""),
+      Riff(kFmt),
+      Riff(kFmt + kList),
+      Riff(kData + kList),
+      Riff(kFmt + empty_data) + Noise(400),
+      "RIFF" + LE(0, 4) + "WAVE" + kFmt + empty_data + Noise(400),
+      "RIFF" + LE(0, 4) + "WAVE" + kFmt + kData,
+      "RIFX" + Riff(kFmt + kData).substr(4),
+      "FORM" + Riff(kFmt + kData).substr(4),
+      "RIFF" + LE(500, 4) + "AVI " + kFmt + kData,
+      Noise(1000),
+  };
+  for (const std::string& bytes : cases) {
+    const TempFile file(bytes);
+    ExpectRefusal(file.Path, bytes.substr(0, 100));
+    EXPECT_EQ(FileBytes(file.Path), bytes);
+  }
+}
+
+TEST(TagWriting, RefusesWhatIsNoWritableFile) {
+  const StoredOptions options("");
+  const TempFile place;
+  std::filesystem::remove(place.Path);
+  ExpectRefusal(place.Path, "missing ");
+  EXPECT_FALSE(std::filesystem::exists(place.Path));
+  ASSERT_EQ(mkfifo(place.Path.c_str(), 0600), 0);
+  ExpectRefusal(place.Path, "FIFO ");
+  ExpectRefusal(std::filesystem::temp_directory_path(), "folder ");
+  const TempFile file(Riff(kFmt + kData + kList));
+  chmod(file.Path.c_str(), 0444);
+  EXPECT_EQ(InChild([&] {
+              if (geteuid() == 0 && setuid(12345) != 0) return 2;
+              ExpectRefusal(file.Path, "read-only ");
+              return HasFailure() ? 1 : 0;
+            }),
+            0);
+  EXPECT_EQ(FileBytes(file.Path), Riff(kFmt + kData + kList));
+}
+
+TEST(TagWriting, RecordsThatSayNothing) {
+  const TempFile file(Riff(kFmt + kData));
+  const std::wstring name = file.Name();
+  const XMem block = TagBlock({{L"Title", L"T"}});
+  const struct {
+    const wchar_t* name;
+    const void* data;
+    int32_t size;
+    uint32_t result;
+  } cases[] = {
+      {nullptr, block.Data(), static_cast<int32_t>(block.Size()), 0},
+      {name.c_str(), nullptr, static_cast<int32_t>(block.Size()), 0},
+      {name.c_str(), block.Data(), 0, 0},
+      {name.c_str(), block.Data(), -1, 0},
+      {name.c_str(), "\0\0\0", 4, 1},
+      {name.c_str(), "\1\0\0", 4, 1},
+      {L"/nonexistent/file", "\0\0\0", 4, 1},
+  };
+  Instance instance;
+  for (const auto& c : cases) {
+    STZuCodecGetSet record{};
+    record.Text1 = c.name;
+    record.Data = c.data;
+    record.SubIndex = c.size;
+    EXPECT_EQ(instance.M.Set(instance.Self, L"IDTags", &record), c.result) << c.size;
+  }
+  EXPECT_EQ(instance.M.DeleteATag(instance.Self, nullptr, nullptr), 0U);
+  EXPECT_EQ(FileBytes(file.Path), Riff(kFmt + kData));
+}
+
+const std::string kLong = "Comment=" + std::string(20000, 'c');
+const char* const kLengthening[][2] = {
+    {"", kLong.c_str()}, {"D1P1", kLong.c_str()}, {"", "CodingHistory=01234567890"}};
+const std::string kWhole = Riff(kBext + kFmt + Chunk("data", Noise(39000)) + kList);
+
+TEST(TagWriting, ALimitOfTheFilesSizeLeavesItAsItWas) {
+  for (const auto& c : kLengthening) {
+    const StoredOptions options(c[0]);
+    const TempFile file(kWhole);
+    EXPECT_EQ(InChild([&] {
+                const rlimit limit{kWhole.size() + 2, kWhole.size() + 2};
+                setrlimit(RLIMIT_FSIZE, &limit);
+                return Do(c[1], file.Name()) ? 1 : 0;
+              }),
+              0);
+    EXPECT_TRUE(FileBytes(file.Path) == kWhole) << c[0] << c[1];
+  }
+}
+
+#ifdef __linux__
+TEST(TagWriting, AFullDiskLeavesTheFileAsItWas) {
+  for (const auto& c : kLengthening) {
+    const StoredOptions options(c[0]);
+    std::string folder = std::filesystem::temp_directory_path() / "fullXXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    const int status = InChild([&] {
+      if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, "") != 0 ||
+          mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
+        return 77;
+      }
+      std::ofstream(folder + "/file", std::ios::binary) << kWhole;
+      std::ofstream(folder + "/rest", std::ios::binary) << Noise(65536);
+      const bool written = Do(c[1], std::filesystem::path(folder + "/file").wstring());
+      return FileBytes(folder + "/file") != kWhole ? 2 : written ? 1 : 0;
+    });
+    std::filesystem::remove(folder);
+    if (status == 77) GTEST_SKIP() << "no file system can be mounted here";
+    EXPECT_EQ(status, 0) << c[0] << c[1];
+  }
+}
+#endif
+
+// A file of holes behind its first bytes. Not on /dev/shm, where a fault could fill the memory.
+class Sparse : public TempFile {
+ public:
+  Sparse(const std::string& head, uint64_t size) : TempFile(head) {
+    Made = truncate(Path.c_str(), static_cast<off_t>(size)) == 0;
+  }
+  [[nodiscard]] struct stat Stat() const {
+    struct stat now {};
+    stat(Path.c_str(), &now);
+    return now;
+  }
+  [[nodiscard]] std::string Shape() const {
+    const int handle = open(Path.c_str(), O_RDONLY);
+    const auto size = static_cast<size_t>(Stat().st_size);
+    void* const bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, handle, 0);
+    close(handle);
+    if (bytes == MAP_FAILED) return "no view";
+    std::string shape = WalkedFile({static_cast<const char*>(bytes), size}).Shape();
+    munmap(bytes, size);
+    return shape;
+  }
+
+  bool Made = false;
+};
+
+TEST(TagWriting, ARiffOfAlmost4GiBIsFull) {
+  constexpr uint64_t kSize = 0xFFFFFFF0;
+  const std::string head =
+      "RIFF" + LE(kSize, 4) + "WAVE" + kFmt + "data" + LE(kSize - 4 - kFmt.size() - 8, 4);
+  const Sparse file(head, kSize + 8);
+  if (!file.Made) GTEST_SKIP() << "no file of 4 GiB";
+  const struct stat before = file.Stat();
+  for (const char* option : {"", "D1P1"}) {
+    const StoredOptions options(option);
+    for (const char* work : {kBoth, "Description=d"}) {
+      CapturedReport report;
+      EXPECT_FALSE(Do(work, file.Name(), report.Record));
+      EXPECT_NE(report.Errors(), "");
+    }
+  }
+  EXPECT_EQ(file.Stat().st_size, before.st_size);
+  EXPECT_EQ(file.Stat().st_blocks, before.st_blocks);
+  EXPECT_EQ(file.Shape(), "fmt 16, data 4294967244");
+}
+
+TEST(TagWriting, Rf64Beyond4GiB) {
+  constexpr uint64_t kAudio = uint64_t{9} << 29;
+  const std::string chunks = Junk(1000) + kFmt + Junk(4096) + "data" + LE(0xFFFFFFFF, 4);
+  const std::string head =
+      "RF64" + LE(0xFFFFFFFF, 4) + "WAVE" + Ds64(4 + 36 + chunks.size() + kAudio, kAudio) + chunks;
+  const Sparse file(head, head.size() + kAudio);
+  if (!file.Made) GTEST_SKIP() << "no file of 5 GiB";
+  const StoredOptions options("");
+  const struct {
+    const char* work;
+    const char* shape;
+  } cases[] = {
+      {kBoth, "ds64 28, JUNK 1000, fmt 16, LIST 24, JUNK 4020, id3 36, data 4831838208"},
+      {"Description=d",
+       "ds64 28, bext 602, JUNK 390, fmt 16, LIST 24, JUNK 4020, id3 36, data 4831838208"},
+      {"-", "ds64 28, JUNK 1000, fmt 16, JUNK 4096, data 4831838208"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(Do(c.work, file.Name()));
+    EXPECT_EQ(file.Shape(), c.shape);
+    EXPECT_LT(file.Stat().st_blocks, 64) << "holes have been moved";
+  }
+}
+
+}  // namespace
+}  // namespace wavecodec
