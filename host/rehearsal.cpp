@@ -72,9 +72,8 @@ void Check(const InputFile& input, const WaveLayout& layout) {
 TemporaryFolder::TemporaryFolder() {
   std::error_code failure;
   std::string name = (fs::temp_directory_path(failure) / "wavehost-XXXXXX").native();
-  if (failure || mkdtemp(name.data()) == nullptr) {
-    throw SystemError("cannot make a temporary folder");
-  }
+  if (failure) throw Error("there is no folder for temporary files: " + failure.message());
+  if (mkdtemp(name.data()) == nullptr) throw SystemError("cannot make a temporary folder");
   path_ = name;
 }
 

@@ -73,6 +73,12 @@ void RemoveNames(TagState& state, const std::vector<std::string>& names) {
   std::erase_if(state, [](const TagItem& item) { return item.values.empty(); });
 }
 
+// The order of payloads is the module's; that of texts is the user's.
+bool SameValues(const std::vector<TagValue>& a, const std::vector<TagValue>& b) {
+  const bool ordered = a.empty() || a.front().key.empty();
+  return ordered ? a == b : std::is_permutation(a.begin(), a.end(), b.begin(), b.end());
+}
+
 using ItemsByName = std::unordered_map<std::string, const TagItem*>;
 
 ItemsByName ByName(const TagState& state) {
@@ -138,7 +144,7 @@ std::vector<TagDifference> Differences(const TagState& from, const TagState& to)
     const auto other = new_items.find(LowerASCII(item.name));
     if (other == new_items.end()) {
       differences.push_back({item.name, item.values, {}});
-    } else if (other->second->values != item.values) {
+    } else if (!SameValues(item.values, other->second->values)) {
       differences.push_back({item.name, item.values, other->second->values});
     }
   }

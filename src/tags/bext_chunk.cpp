@@ -111,10 +111,27 @@ bool clRIFFBEXTChunk::TagsToBEXT(XMem& out, const NTag& tags, const STNStdReport
   return trace.Leave(found);
 }
 
-void clRIFFBEXTChunk::KeepOtherFields(XMem& body, const XMem& replaced) {
-  if (body.Size() < kFixedSize || replaced.Size() < kFixedSize) return;
-  std::copy(replaced.Data() + kVersionOffset, replaced.Data() + kFixedSize,
-            body.Data() + kVersionOffset);
+bool clRIFFBEXTChunk::KeepOldBytes(XMem& body, const XMem& replaced) {
+  if (body.Size() < kFixedSize || replaced.Size() < kFixedSize) return true;
+  const uint8_t* const old = replaced.Data();
+  const auto keep = [&](size_t from, size_t to) {
+    std::copy(old + from, old + to, body.Data() + from);
+  };
+  const auto says_the_same = [&](size_t offset, size_t old_length, size_t length) {
+    const std::string before = From1252(old + offset, old_length);
+    return Trimmed(before) == Trimmed(From1252(body.Data() + offset, length));
+  };
+  keep(kVersionOffset, kFixedSize);
+  for (const Field& field : kTextFields) {
+    if (says_the_same(field.Offset, field.Length, field.Length)) {
+      keep(field.Offset, field.Offset + field.Length);
+    }
+  }
+  if (!says_the_same(kFixedSize, replaced.Size() - kFixedSize, body.Size() - kFixedSize))
+    return true;
+  if (!body.SetSize(replaced.Size(), true)) return false;
+  keep(kFixedSize, replaced.Size());
+  return true;
 }
 
 void clRIFFBEXTChunk::RemoveTagsFromList(NTag& tags, const STNStdReport& report) {

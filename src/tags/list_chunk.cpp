@@ -1,10 +1,12 @@
 #include "tags/list_chunk.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "module/report/std_report.h"
@@ -106,6 +108,8 @@ const Row* RowForReading(uint32_t id, const Options& options) {
   return found == std::end(kRows) ? nullptr : found;
 }
 
+size_t IndexOf(const Row& row) { return static_cast<size_t>(&row - kRows); }
+
 const Row* RowForWriting(std::string_view name, const Options& options) {
   const auto* found = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& row) {
     return SameName(row.Name, name) && Holds(row.Writing, options);
@@ -142,6 +146,36 @@ void AppendSubChunk(std::vector<uint8_t>& body, uint32_t id, const std::string& 
   AppendU32(body, static_cast<uint32_t>(length));
   body.insert(body.end(), text.begin(), text.end());
   body.resize(body.size() + length - text.size());
+}
+
+// Calls work(id, whole sub-chunk without a pad byte) with each sub-chunk of a body, as far as it is
+// well formed.
+template <typename Work>
+void ForEachSubChunk(const XMem& body, Work work) {
+  const auto* bytes = reinterpret_cast<const char*>(body.Data());
+  size_t at = kListTypeSize;
+  while (at < body.Size() && body.Size() - at >= kSubChunkHeader) {
+    const size_t left = body.Size() - at - kSubChunkHeader;
+    const size_t length = ReadU32LE(body.Data() + at + 4);
+    if (length > left || length == 0) return;
+    work(ReadU32LE(body.Data() + at), std::string_view(bytes + at, kSubChunkHeader + length));
+    at += kSubChunkHeader + std::min(left, length + length % 2);
+  }
+}
+
+void AppendEven(std::string& body, std::string_view sub_chunk) {
+  body += sub_chunk;
+  body.resize(body.size() + body.size() % 2);
+}
+
+// The text of a sub-chunk as its bytes, and as it is read.
+std::string_view RawTextOf(std::string_view sub_chunk) {
+  const std::string_view text = sub_chunk.substr(kSubChunkHeader);
+  return text.substr(0, text.find('\0'));
+}
+std::string TextOf(std::string_view sub_chunk) {
+  const std::string_view text = RawTextOf(sub_chunk);
+  return From1252(reinterpret_cast<const uint8_t*>(text.data()), text.size());
 }
 
 }  // namespace
@@ -209,21 +243,40 @@ std::string clRIFFLISTChunk::OtherSubChunks(const XMem& body, const NTag& tags,
                                             uint32_t album_option, uint32_t track_option) {
   const Options options{album_option, track_option};
   std::string others;
-  size_t at = kListTypeSize;
-  while (at < body.Size() && body.Size() - at >= kSubChunkHeader) {
-    const uint8_t* const sub_chunk = body.Data() + at;
-    const size_t length = ReadU32LE(sub_chunk + 4);
-    const size_t left = body.Size() - at - kSubChunkHeader;
-    if (length > left || length == 0) break;
-    const Row* row = RowForReading(ReadU32LE(sub_chunk), options);
+  ForEachSubChunk(body, [&](uint32_t id, std::string_view whole) {
+    const Row* row = RowForReading(id, options);
     const bool only_read = row != nullptr && RowForWriting(row->Name, options) == nullptr;
-    if (row == nullptr || (only_read && tags.FindElement(row->Name))) {
-      others.append(reinterpret_cast<const char*>(sub_chunk), kSubChunkHeader + length);
-      others.resize(others.size() + others.size() % 2);
-    }
-    at += kSubChunkHeader + std::min(left, length + length % 2);
-  }
+    if (row == nullptr || (only_read && tags.FindElement(row->Name))) AppendEven(others, whole);
+  });
   return others;
+}
+
+bool clRIFFLISTChunk::KeepSubChunks(XMem& made, const XMem& body, const NTag& tags,
+                                    const NTag& present, uint32_t album_option) {
+  const Options options{album_option, 0};
+  // The first old sub-chunk of each ID: only that one was read.
+  std::array<std::string_view, std::size(kRows)> old;
+  ForEachSubChunk(body, [&](uint32_t id, std::string_view whole) {
+    const Row* row = RowForReading(id, options);
+    if (row != nullptr && old[IndexOf(*row)].empty()) old[IndexOf(*row)] = whole;
+  });
+  std::string kept;
+  ForEachSubChunk(made, [&](uint32_t id, std::string_view whole) {
+    const Row* row = RowForReading(id, options);
+    const std::string_view before =
+        row != nullptr ? std::exchange(old[IndexOf(*row)], {}) : std::string_view();
+    const auto is_raw_value = [&](const NTag& set) {
+      const auto tag = set.FindElement(row->Name);
+      return tag && RawTextOf(before) == tag->Value;
+    };
+    const bool says_the_same = !before.empty() && (TextOf(before) == TextOf(whole) ||
+                                                   (is_raw_value(tags) && is_raw_value(present)));
+    AppendEven(kept, says_the_same ? before : whole);
+  });
+  if (kept.empty()) return true;
+  if (!made.SetSize(kListTypeSize + kept.size(), true)) return false;
+  std::copy(kept.begin(), kept.end(), made.Data() + kListTypeSize);
+  return true;
 }
 
 bool clRIFFLISTChunk::Lengthen(XMem& body, size_t bytes) {
@@ -231,7 +284,8 @@ bool clRIFFLISTChunk::Lengthen(XMem& body, size_t bytes) {
   size_t last = 0;
   for (size_t at = kListTypeSize; at < size;) {
     last = at;
-    at += kSubChunkHeader + ReadU32LE(body.Data() + at + 4);
+    const size_t length = ReadU32LE(body.Data() + at + 4);
+    at += kSubChunkHeader + length + length % 2;
   }
   if (last == 0 || !body.SetSize(size + bytes, true)) return false;
   uint8_t* const length = body.Data() + last + 4;

@@ -30,6 +30,11 @@ class clRIFFLISTChunk {
   // IDs, and those of `tags` that are only read.
   static std::string OtherSubChunks(const XMem& body, const NTag& tags, uint32_t album_option,
                                     uint32_t track_option);
+  // Puts the old sub-chunks of `body` into the place of those of a body of TagsToLIST that say the
+  // same: a text that nobody has changed keeps bytes which the code page lacks. `present` are the
+  // tags of the file: UTF-8 of a value of theirs says the same where it is a value of `tags`, too.
+  static bool KeepSubChunks(XMem& made, const XMem& body, const NTag& tags, const NTag& present,
+                            uint32_t album_option);
   // Makes a body of TagsToLIST longer by an even number of bytes: zeros behind its last text.
   static bool Lengthen(XMem& body, size_t bytes);
 };

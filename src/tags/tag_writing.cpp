@@ -115,8 +115,8 @@ class TagWriter {
   bool Open(const char* caller);
   [[nodiscard]] NTag Merged(NTag tags, const NTag& existing, Edit edit) const;
   bool LoadBext(XMem& body, NTag& fields);
-  bool WriteList(const NTag& tags, ptrdiff_t list_index);
-  bool ReplaceList(size_t list_index, XMem body, const NTag& tags);
+  bool WriteList(const NTag& tags, const NTag& present, ptrdiff_t list_index);
+  bool ReplaceList(size_t list_index, XMem body, const NTag& tags, const NTag& present);
   bool WriteID3(NTag& tags, ptrdiff_t id3_index);
   bool DeleteAll(const WaveTagSources& sources);
   bool ReadTagChunk(const STRIFFChunk& chunk, NTag& tags);
@@ -201,7 +201,7 @@ bool TagWriter::BEXTWriter(const NTag& tags, Edit edit) {
     Bext.emplace();
     return index == -1 || Remove(index, RIFFPaddingNone);
   }
-  if (is_whole) clRIFFBEXTChunk::KeepOtherFields(body, old_body);
+  if (is_whole && !clRIFFBEXTChunk::KeepOldBytes(body, old_body)) return false;
   clRIFFBEXTChunk::InitFrom(body.Data(), body.Size(), fields, Report);
   const bool is_same = is_whole && SameTags(fields, existing);
   Bext = std::move(fields);
@@ -216,12 +216,11 @@ bool TagWriter::IDTagWriter(NTag tags, Edit edit) {
   const WaveTagSources sources = InternalReadTags(File, Riff, existing, Report);
   if (edit == Edit::DeleteAll) return DeleteAll(sources);
   NTag merged = Merged(std::move(tags), existing, edit);
-  existing.Destroy();
   const bool has_none = sources.ListIndex == -1 && sources.Id3Index == -1;
   const bool writes_list = has_none ? Options.CreatesList() : sources.ListIndex != -1;
   const bool writes_id3 = has_none ? Options.CreatesID3() : sources.Id3Index != -1;
   return RemoveContradictions(merged, sources) &&
-         (!writes_list || WriteList(merged, sources.ListIndex)) &&
+         (!writes_list || WriteList(merged, existing, sources.ListIndex)) &&
          (!writes_id3 || WriteID3(merged, sources.Id3Index));
 }
 
@@ -271,7 +270,8 @@ bool TagWriter::RemoveContradictions(const NTag& merged, const WaveTagSources& s
   return false;
 }
 
-bool TagWriter::WriteList(const NTag& tags, ptrdiff_t list_index) {
+// `present` are the tags that the file has now.
+bool TagWriter::WriteList(const NTag& tags, const NTag& present, ptrdiff_t list_index) {
   XMem body;
   if (!clRIFFLISTChunk::TagsToLIST(body, tags, Report, Options.ListAlbum, Options.ListTrack)) {
     return false;
@@ -282,11 +282,11 @@ bool TagWriter::WriteList(const NTag& tags, ptrdiff_t list_index) {
         Options.ListPosition == 0 ? Riff.PlannedCount() : Riff.PlannedIndexBeforeData();
     return Insert(index, chunk_id::kList, body, Options.ListPadding, Options.PaddingBytes());
   }
-  return ReplaceList(static_cast<size_t>(list_index), std::move(body), tags);
+  return ReplaceList(static_cast<size_t>(list_index), std::move(body), tags, present);
 }
 
 // Puts a new body in the place of the one that is there, unless that says the same.
-bool TagWriter::ReplaceList(size_t list_index, XMem body, const NTag& tags) {
+bool TagWriter::ReplaceList(size_t list_index, XMem body, const NTag& tags, const NTag& present) {
   const auto chunk = Riff.GetChunk(list_index);
   const auto index = static_cast<ptrdiff_t>(list_index);
   XMem old_body;
@@ -297,6 +297,8 @@ bool TagWriter::ReplaceList(size_t list_index, XMem body, const NTag& tags) {
   const std::string others =
       clRIFFLISTChunk::OtherSubChunks(old_body, tags, Options.ListAlbum, Options.ListTrack);
   if (body.IsEmpty() && others.empty()) return Remove(index, Options.ListPadding);
+  if (!clRIFFLISTChunk::KeepSubChunks(body, old_body, tags, present, Options.ListAlbum))
+    return false;
   // A few bytes less would move what follows, the audio perhaps; a text can end in more zeros.
   constexpr size_t kSmallestChunk = 8;
   const size_t old_size = old_body.Size() + old_body.Size() % 2;
