@@ -15,7 +15,8 @@ Json LostJson(const std::vector<LostValue>& lost) {
     json.push_back({{"name", value.difference.name},
                     {"wanted", ValuesJson(value.difference.from)},
                     {"got", ValuesJson(value.difference.to)},
-                    {"advice", value.advice}});
+                    {"advice", nullptr}});
+    if (value.advice) json.back()["advice"] = *value.advice;
   }
   return json;
 }
@@ -98,11 +99,12 @@ std::string LossText(const std::string& file, const LostValue& lost) {
     text += fmt::format("is kept as {} instead of {}", ValuesText(difference.to),
                         ValuesText(difference.from));
   }
-  if (!lost.advice.empty()) {
-    text += fmt::format("; to keep it: {}, then tag it again", fmt::join(lost.advice, " && "));
-  } else if (!difference.from.empty()) {
-    text += FitsTagBlock(difference.from) ? "; no option keeps it"
-                                          : "; the module takes no characters beyond U+FFFF";
+  if (!FitsTagBlock(difference.from)) {
+    if (!difference.from.empty()) text += "; the module takes no characters beyond U+FFFF";
+  } else if (lost.advice && lost.advice->empty()) {
+    text += "; no option keeps it";
+  } else if (lost.advice) {
+    text += fmt::format("; to keep it: {}, then tag it again", fmt::join(*lost.advice, " && "));
   }
   return text + "\n";
 }

@@ -50,11 +50,6 @@ TagEdit EditOf(const TagState& wanted, const TagEdit& edit) {
   return again;
 }
 
-bool IsAmong(const TagDifference& loss, const std::vector<TagDifference>& losses) {
-  return std::any_of(losses.begin(), losses.end(),
-                     [&](const TagDifference& other) { return SameName(loss.name, other.name); });
-}
-
 }  // namespace
 
 struct OptionAdviser::Trial {
@@ -121,8 +116,10 @@ std::vector<std::optional<OptionAdviser::Choices>> OptionAdviser::FindBest(
   for (const Choices& candidate : candidates) {
     const auto left = Try(trial, candidate);
     if (!left) continue;
+    NameSet lost;
+    for (const TagDifference& loss : *left) lost.Add(loss.name);
     for (size_t i = 0; i < best.size(); ++i) {
-      if (left->size() >= least[i] || IsAmong(trial.losses[i], *left)) continue;
+      if (left->size() >= least[i] || lost.Has(trial.losses[i].name)) continue;
       best[i] = candidate;
       least[i] = left->size();
     }
@@ -174,13 +171,16 @@ std::vector<LostValue> OptionAdviser::Advise(const Case& edited,
   std::vector<LostValue> lost;
   if (losses.empty()) return lost;
   if (options_.empty()) LoadOptions();
-  const auto [place, is_new] = known_.try_emplace(KeyOf(edited, losses), losses.size());
+  const auto [place, is_new] = known_.try_emplace(KeyOf(edited, losses));
+  std::vector<Way>& ways = place->second;
   try {
-    if (is_new) place->second = FindWays(edited, losses);
-  } catch (const Error&) {  // no copy of the file, no advice
+    if (is_new) ways = FindWays(edited, losses);
+  } catch (const Error&) {
+    ways.clear();  // no copy of the file to try things on
   }
   for (size_t i = 0; i < losses.size(); ++i) {
-    lost.push_back({std::move(losses[i]), Commands(place->second[i], edited.file)});
+    LostValue& value = lost.emplace_back(LostValue{std::move(losses[i]), {}});
+    if (!ways.empty()) value.advice = Commands(ways[i], edited.file);
   }
   return lost;
 }

@@ -17,7 +17,8 @@ namespace wavehost {
 // A value that a file does not hold as it was wanted: from what was wanted to what there is.
 struct LostValue {
   TagDifference difference;
-  std::vector<std::string> advice;  // commands after which it is kept; none when it never is
+  // Commands after which it is kept: no commands when it never is, none at all when nobody knows.
+  std::optional<std::vector<std::string>> advice;
 };
 
 class OptionAdviser {
@@ -62,8 +63,8 @@ class OptionAdviser {
 
   const CodecModule& module_;
   std::vector<TagOption> options_;
-  std::vector<uint32_t> present_;  // choices, by option
-  std::map<std::string, std::vector<Way>> known_;
+  std::vector<uint32_t> present_;                  // choices, by option
+  std::map<std::string, std::vector<Way>> known_;  // by the losses; empty: unknown
 };
 
 }  // namespace wavehost

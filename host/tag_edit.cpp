@@ -18,7 +18,7 @@
 namespace wavehost {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;  // finds a name among a million, unlike ordered_json
 
 constexpr std::string_view kVersionTag = "TagVersion";  // tells about a tag, is none
 

@@ -26,7 +26,9 @@ uint32_t Open(void* instance, STZuOpenDecoder* record) {
   return 1;
 }
 
-uint32_t Close(void* instance, STZuEncoderFluid* fluid) { return instance != NULL && fluid == NULL; }
+uint32_t Close(void* instance, STZuEncoderFluid* fluid) {
+  return instance != NULL && fluid == NULL;
+}
 
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) { return instance == (void*)block; }
 

@@ -231,6 +231,21 @@ TEST(TagWriting, SeveralChunksOfOneKind) {
   }
 }
 
+// Bytes that the code page lacks, line ends, fields without a tag.
+TEST(TagWriting, WhatNobodyChangedKeepsItsBytes) {
+  const StoredOptions options("");
+  const std::string utf8 = Item("IART", "\xC3\x81") + Item("IXYZ", "whatever");
+  const std::string tail = std::string(246, 'u') + "A=PCM\r\nB=x\r\n";
+  const std::string before = "\xC4\x8D" + Zeros(254);
+  const TempFile file(Riff(Chunk("bext", before + Zeros(100) + tail) + kFmt + kData + Info(utf8)));
+  EXPECT_TRUE(Do("Title=T;OrigTime=1", file.Name()));
+  const std::string bytes = FileBytes(file.Path);
+  EXPECT_NE(bytes.find(Item("IART", "\xC3\x81")), std::string::npos);
+  EXPECT_NE(bytes.find(Item("IXYZ", "whatever")), std::string::npos);
+  EXPECT_NE(bytes.find(before + Zeros(74) + "1"), std::string::npos);
+  EXPECT_NE(bytes.find(tail), std::string::npos);
+}
+
 TEST(TagWriting, EveryValueOfANameIsWritten) {
   const StoredOptions options("");
   const std::string genre = Item("IGNR", "y");

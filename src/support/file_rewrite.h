@@ -53,8 +53,8 @@ RewriteResult RewriteFile(XFile& file, FileRewrite& plan, RewriteSafety safety, 
 
 // True when a change of the file was interrupted, or goes on. One system call.
 bool IsRewriteInterrupted(XFile& file);
-// Finishes such a change, or takes it back when it had only begun. The file is open for writing. False
-// when its journal does not lie beside it, too.
+// Finishes such a change, or takes it back when it had only begun. The file is open for writing.
+// False when its journal does not lie beside it, too.
 bool FinishRewrite(XFile& file);
 
 }  // namespace wavecodec

@@ -25,9 +25,10 @@ struct RewriteProgress {
   int64_t Length = 0;         // bytes of the step
 };
 
-// The file's last bytes while a change goes on are the journal's token, so that such a file is known
-// by itself, and a journal is never taken for that of another state of it. What is saved, and then the progress, is written
-// before the step that they are about; two of each take turns, so that a torn one does no harm.
+// The file's last bytes while a change goes on are the journal's token, so that such a file is
+// known by itself, and a journal is never taken for that of another state of it. What is saved, and
+// then the progress, is written before the step that they are about; two of each take turns, so
+// that a torn one does no harm.
 class MoveJournal {
  public:
   static constexpr int64_t kPiece = int64_t{1} << 18;  // the most that a step moves

@@ -19,7 +19,7 @@ class clRIFFBEXTChunk {
   // Makes a body of the tags; false, and an empty one, when none of them belongs here. Longer
   // values than a field holds are cut.
   static bool TagsToBEXT(XMem& out, const NTag& tags, const STNStdReport& report);
-  // Takes over from the body that a body of TagsToBEXT replaces what that does not say, the version,
+  // Takes over from the body that one of TagsToBEXT replaces what that does not say, the version,
   // UMID, loudness and reserved bytes, and the bytes of every field that says the same.
   static bool KeepOldBytes(XMem& body, const XMem& replaced);
   // Removes the tags that belong here.

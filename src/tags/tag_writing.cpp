@@ -60,11 +60,12 @@ bool IsPadding(const std::optional<STRIFFChunk>& chunk) {
                    CompareID(chunk->ChunkID, chunk_id::kPad, true));
 }
 
-// The assignment of a set keeps the first entry of each name only.
-void AddAll(NTag& tags, const NTag& more, const NTag* except = nullptr) {
+// Adds what is wanted; the assignment of a set keeps the first entry of each name only.
+template <typename Wanted>
+void AddAll(NTag& tags, const NTag& more, Wanted wanted) {
   for (size_t i = 0; i < more.Count(); ++i) {
     const NTag::Entry tag = more.At(i);
-    if (except != nullptr && except->FindElement(tag.Name)) continue;
+    if (!wanted(tag)) continue;
     tag.Data.empty() ? tags.AddTag(tag.Name, tag.Value) : tags.AddTag(tag.Name, tag.Data);
   }
 }
@@ -174,7 +175,7 @@ NTag TagWriter::Merged(NTag tags, const NTag& existing, Edit edit) const {
     return tags;
   }
   NTag rest;
-  AddAll(rest, existing, &tags);
+  AddAll(rest, existing, [&](const NTag::Entry& tag) { return !tags.FindElement(tag.Name); });
   return rest;
 }
 
@@ -194,9 +195,12 @@ bool TagWriter::BEXTWriter(const NTag& tags, Edit edit) {
   XMem old_body;
   NTag existing;
   const bool is_whole = LoadBext(old_body, existing);
+  // A chunk that is not understood holds nothing that could be deleted.
+  if (edit == Edit::DeleteNamed && !is_whole) return true;
   NTag fields;
   NTag copy;
-  AddAll(copy, tags);
+  // An empty value is no reason for a new chunk.
+  AddAll(copy, tags, [&](const NTag::Entry& tag) { return index != -1 || !tag.Value.empty(); });
   if (!clRIFFBEXTChunk::TagsToBEXT(body, Merged(std::move(copy), existing, edit), Report)) {
     Bext.emplace();
     return index == -1 || Remove(index, RIFFPaddingNone);
