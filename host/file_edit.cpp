@@ -15,10 +15,6 @@
 namespace wavehost {
 namespace {
 
-const TagItem* PicturesOfKind(const TagState& state, const NewPicture& picture) {
-  return FindItem(state, PictureItemName(picture.kind));
-}
-
 bool IsDescribed(const TagValue& picture) {
   return picture.entry.find("<subdesc>") != std::string::npos;
 }
@@ -33,71 +29,91 @@ size_t CountPictures(const TagState& state) {
   return count;
 }
 
-// The changes of one file's tags as calls of the module: first what has to go, then one write.
+// The changes of one file's tags as calls of the module: one that writes, then one that deletes.
+// The other way round a kind of tag that has to take the new ones could be gone by then.
 class TagWriting {
  public:
   TagWriting(const TagEdit& edit, const TagState& state) : edit_(edit) {
-    for (const std::string& name : edit.remove) {
-      if (!edit.Sets(name)) gone_.push_back(name);
+    for (const UserTag& tag : edit.set) {
+      entries_.push_back({tag.name, JoinedValues(tag.values), {}});
     }
     PlanPictures(state);
+    PlanRemovals(state);
   }
 
-  void Apply(DecoderSession& session, const std::string& file, TagState state) {
-    if (!gone_.empty()) {
-      session.DeleteTags(file, gone_);
-      if (!edit_.pictures.empty()) state = ReadTagState(session, file);
-    }
-    const std::vector<TagEntry> entries = Entries(state);
-    if (entries.empty()) return;
+  void Apply(DecoderSession& session, const std::string& file) {
+    if (!entries_.empty()) session.WriteTags(file, WriteTagBlock(entries_));
     try {
-      session.WriteTags(file, WriteTagBlock(entries));
+      if (!payloads_.empty()) FindPayloads(ReadTagState(session, file));
+      session.DeleteTags(file, gone_);
     } catch (const Error& error) {
-      if (gone_.empty()) throw;
-      throw Error(fmt::format("what was to go is gone, but nothing was set: {}", error.what()));
+      if (entries_.empty()) throw;
+      throw Error(fmt::format("all is set, but nothing removed: {}", error.what()));
     }
   }
 
  private:
+  // A picture or other payload that has to go. The number in its entry's name may be another one
+  // after writing.
+  struct Payload {
+    std::string item;
+    TagValue value;
+    std::optional<TagValue> replacement;  // without which it stays
+  };
+
   // A picture takes the entry of the one it replaces. When that has a description, which does not
   // go with the new one, the old one is deleted instead.
   void PlanPictures(const TagState& state) {
+    size_t number = CountPictures(state);
     std::map<std::string, size_t> counts;
     for (const NewPicture& picture : edit_.pictures) {
+      const std::string item_name = PictureItemName(picture.kind);
+      const TagItem* const item = FindItem(state, item_name);
       const size_t place = counts[picture.kind]++;
-      const TagItem* const item = PicturesOfKind(state, picture);
-      const bool replaces = item != nullptr && place < item->values.size();
-      const bool deletes = replaces && IsDescribed(item->values[place]);
-      if (deletes) gone_.push_back(item->values[place].entry);
-      takes_entry_.push_back(replaces && !deletes);
+      const TagValue* const old =
+          item != nullptr && place < item->values.size() ? &item->values[place] : nullptr;
+      const bool takes_entry = old != nullptr && !IsDescribed(*old);
+      if (old != nullptr && !takes_entry) {
+        payloads_.push_back({item_name, *old, PictureValue(picture)});
+      }
+      entries_.push_back(
+          {takes_entry ? old->entry : PictureEntryName(++number, picture.kind), "", picture.bytes});
     }
   }
 
-  [[nodiscard]] std::vector<TagEntry> Entries(const TagState& state) const {
-    std::vector<TagEntry> entries;
-    for (const UserTag& tag : edit_.set) {
-      entries.push_back({tag.name, JoinedValues(tag.values), {}});
-    }
-    size_t number = CountPictures(state);
-    std::map<std::string, size_t> counts;
-    for (size_t i = 0; i < edit_.pictures.size(); ++i) {
-      const NewPicture& picture = edit_.pictures[i];
-      const TagItem* const item = PicturesOfKind(state, picture);
-      size_t& place = counts[picture.kind];
-      while (item != nullptr && place < item->values.size() && IsDescribed(item->values[place])) {
-        ++place;
+  void PlanRemovals(const TagState& state) {
+    NameSet names;
+    for (const std::string& name : edit_.remove) names.Add(name);
+    NameSet payload_names;
+    for (const TagItem& item : state) {
+      for (const TagValue& value : item.values) {
+        if (value.entry.empty() || !names.Has(value.entry)) continue;
+        payloads_.push_back({item.name, value, {}});
+        payload_names.Add(value.entry);
       }
-      const bool reuses = takes_entry_[i] && item != nullptr && place < item->values.size();
-      entries.push_back(
-          {reuses ? item->values[place++].entry : PictureEntryName(++number, picture.kind), "",
-           picture.bytes});
     }
-    return entries;
+    for (const std::string& name : edit_.remove) {
+      if (!edit_.Sets(name) && !payload_names.Has(name)) gone_.push_back(name);
+    }
+  }
+
+  void FindPayloads(const TagState& state) {
+    for (const Payload& payload : payloads_) {
+      const TagItem* const item = FindItem(state, payload.item);
+      if (item == nullptr) continue;
+      const auto& values = item->values;
+      const bool is_replaced =
+          !payload.replacement ||
+          std::find(values.begin(), values.end(), *payload.replacement) != values.end();
+      const auto old = std::find(values.begin(), values.end(), payload.value);
+      if (is_replaced && old != values.end()) gone_.push_back(old->entry);
+    }
   }
 
   const TagEdit& edit_;
+  std::vector<TagEntry> entries_;
   std::vector<std::string> gone_;
-  std::vector<bool> takes_entry_;  // of the new pictures: in place of one without a description
+  std::vector<Payload> payloads_;
 };
 
 void RestoreModified(const std::string& file, timespec modified) {
@@ -152,7 +168,7 @@ EditOutcome EditFile(DecoderSession& session, const std::string& file, const Tag
   if (edit.remove_all) {
     session.DeleteAllTags(file);
   } else {
-    TagWriting(edit, old_tags).Apply(session, file, old_tags);
+    TagWriting(edit, old_tags).Apply(session, file);
   }
   const FileSnapshot after(file, options.verify);
   if (options.verify) CompareAudio(before, after);

@@ -30,12 +30,6 @@ TagValue PictureValue(const Picture& picture) {
   return {text, HashOf(picture.bytes), picture.entry};
 }
 
-TagValue PictureValue(const NewPicture& picture) {
-  const auto format = KnownPictureFormat(picture.bytes);
-  return {fmt::format("{}, {}", format ? format->mime : "", SizeText(picture.bytes.size())),
-          HashOf(picture.bytes), ""};
-}
-
 // A state that is being made, with its items by name.
 class StateMaker {
  public:
@@ -88,6 +82,12 @@ ItemsByName ByName(const TagState& state) {
 }
 
 }  // namespace
+
+TagValue PictureValue(const NewPicture& picture) {
+  const auto format = KnownPictureFormat(picture.bytes);
+  return {fmt::format("{}, {}", format ? format->mime : "", SizeText(picture.bytes.size())),
+          HashOf(picture.bytes), ""};
+}
 
 std::string PictureItemName(std::string_view kind) {
   return kind.empty() ? std::string(kPictureItem) : fmt::format("{}: {}", kPictureItem, kind);

@@ -31,6 +31,9 @@ using TagState = std::vector<TagItem>;
 // Null when there is no such item.
 const TagItem* FindItem(const TagState& state, std::string_view name);
 
+// What a new picture becomes when it is kept.
+TagValue PictureValue(const NewPicture& picture);
+
 // What the module reads now; it keeps nothing of the file open. Throws Error as OpenDetails.
 TagState ReadTagState(DecoderSession& session, const std::string& file);
 

@@ -112,6 +112,7 @@ class TagTest(TagCase):
     def test_pictures(self):
         front, back = ("Front Album Cover", "", len(PNG)), ("Back Album Cover", "", len(JPEG))
         (self.folder / "x:back").write_bytes(PNG)
+        parts = {**CHUNKS, "cover": id3(3, apic(3, "described", JPEG))}
         cases = [  # chunks, arguments, pictures
             ([], ["--picture", "d.png"], [front]),
             ([], ["--picture", "c.jpg:BACK", "--picture", "d.png:front album cover"], [back, front]),
@@ -122,11 +123,14 @@ class TagTest(TagCase):
                                                       ("Back Album Cover", "", len(PNG))]),
             (["id3 "], ["--picture", "d.png:band"],
              [("Front Album Cover", "described", len(JPEG)), back, ("Band", "", len(PNG))]),
+            (["LIST", "cover"], ["--picture", "d.png"], [front]),  # the ID3 tag is never empty
             (["id3 "], ["--remove", "_albumart_1_Front Album Cover<subdesc>described"], [back]),
+            (["id3 "], ["--picture", "d.png:other-icon", "--remove", "_albumart_2_Back Album Cover"],
+             [("Front Album Cover", "described", len(JPEG)), ("Other Icon", "", len(PNG))]),
         ]
         for names, arguments, expected in cases:
             with self.subTest(names=names, arguments=arguments):
-                self.put("in.wav", *(CHUNKS[name] for name in names))
+                self.put("in.wav", *(parts[name] for name in names))
                 (told,) = self.run_json("tag", *arguments, "in.wav")
                 self.assertEqual((told["result"], told["not_kept"]), ("updated", []))
                 self.assertEqual(sorted(self.tags("in.wav")[1]), sorted(expected))
@@ -205,7 +209,7 @@ class TagTest(TagCase):
     def test_dry_run_text(self):
         self.put("in.wav", info_list(INAM=b"Old", ICMT=b"gone", IART=b"Ann"))
         text = self.run_host("tag", "in.wav", "Title=New\x1b", "Year=1", "Comment=", "--dry-run").stdout
-        self.assertRegex(text, rb"^in\.wav: would be updated, \d+ bytes as before, audio stays in place\n")
+        self.assertRegex(text, rb"^in\.wav: would be updated, \d+ bytes, \d+ more, audio stays in place\n")
         for line in ('  ~ Title: "Old" -> "New?"', '  + Year: "1"', '  - Comment: "gone"'):
             self.assertIn(line, text.decode().split("\n"))
         self.assertNotIn(b"Ann", text)

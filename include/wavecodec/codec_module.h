@@ -19,8 +19,8 @@
  * Results. Every entry point except `Create` returns 1 for success and 0 for failure, and 0 when
  * the instance or a record is null (`Destroy` always returns 1). `Open`, `DecodeBlock`, `SetPosition`
  * and `DeleteATag` write a line that says why they failed to the error handle of the report given to
- * `Create`; for `Get` and `Set` 0 says it all. No C++ exception leaves an entry point, and no signal
- * comes of writing the report.
+ * `Create`; for `Get` and `Set` 0 says it all, but "IDTags" writes such a line, too. No C++
+ * exception leaves an entry point, and no signal comes of writing the report.
  *
  * Threads. An instance is used by one thread at a time. Different instances are independent and may
  * be used by different threads at once; what they share (the report's indentation) is guarded
@@ -329,10 +329,11 @@ typedef uint32_t (*ZuDecodeBlockFn)(void* instance, STZuAudioBlock* block);
 typedef uint32_t (*ZuSetPositionFn)(void* instance, int64_t frames);
 
 /**
- * Deletes tags from a file, in place. Works on a file name; needs no `Open`.
+ * Deletes tags from a file, in place. Works on a file name; needs no `Open`. What is said of "IDTags"
+ * at ZuSetFn holds here, too.
  * @param fileName a local file.
  * @param names a packed list: zero-terminated names one after another, ended by an empty name. Null
- * or an empty list deletes all tags.
+ * or an empty list deletes all `LIST`, ID3v2 and `bext` tags.
  * @return 1 when the tags are gone. On failure 0.
  */
 typedef uint32_t (*ZuDeleteATagFn)(void* instance, const wchar_t* fileName, const wchar_t* names);
@@ -361,8 +362,16 @@ typedef uint32_t (*ZuGetFn)(void* instance, const wchar_t* key, STZuCodecGetSet*
  *
  * - "Set Decode Range" uses `RangeFrom` and `RangeTo`; it holds for this and every later `Open` of
  * the instance, from the next one on. Numbers outside the audio are cut to it.
+ * - "IDTags" writes the tags of the block `Data` of `SubIndex` bytes into the file `Text1`, in place.
+ * Tags of other names stay in the file; an empty value deletes. Where the tags go is the user's
+ * choice (see "ID Tag Options" at ZuGetFn); `_riff_N` entries are not written. Only one program
+ * changes a file at a time: others wait for it, some seconds at most. A source that is being decoded
+ * must be opened again afterwards: its audio may have moved.
  *
- * @return 1 when the key is known and the value was taken. On 0 nothing has changed.
+ * @return 1 when the key is known and the value was taken. On 0 nothing has changed, except that a
+ * change of a file which fails or is killed while audio moves is finished by the next `Open`,
+ * "IDTags" or `DeleteATag` of that file, with the help of a journal that lies beside it meanwhile
+ * (`<file>.wave-journal`).
  */
 typedef uint32_t (*ZuSetFn)(void* instance, const wchar_t* key, STZuCodecGetSet* record);
 
