@@ -176,7 +176,7 @@ typedef struct STZuAudioInfo {
  * field are one value joined by carriage returns. Names that begin with "_" are no user tags:
  *
  *     _albumart_N_KIND        a picture: payload is the picture file, N counts from 1, KIND is one of
- *                             the 18 named kinds ("Front Album Cover") or "Undefined"; a description
+ *                             the 19 named kinds ("Front Album Cover") or "Undefined"; a description
  *                             follows as "<subdesc>" and the text
  *     _cdtoc                  payload is a CD's table of contents as a drive's READ TOC gives it
  *     _riff_N                 another chunk of the file, in file order: payload is its four-character
