@@ -64,6 +64,11 @@ constexpr bool CompareID(uint32_t id, uint32_t name, bool any_case) {
   return any_case ? AnyCaseID(name).Is(id) : id == name;
 }
 
+// True for the chunks whose data mean nothing: "JUNK" and "PAD ", in any case.
+constexpr bool IsPaddingID(uint32_t id) {
+  return CompareID(id, chunk_id::kJunk, true) || CompareID(id, chunk_id::kPad, true);
+}
+
 // The four characters of an ID, for messages; what is no printable ASCII becomes ".", so that a
 // damaged file cannot put control characters into a report.
 XStr RIFFChnkID2CHR(uint32_t id);

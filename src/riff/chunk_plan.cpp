@@ -10,11 +10,6 @@ namespace {
 using Piece = RIFFChunkPlan::Piece;
 using Kind = RIFFChunkPlan::Kind;
 
-constexpr AnyCaseID kJunk(chunk_id::kJunk);
-constexpr AnyCaseID kPad(chunk_id::kPad);
-
-bool IsPaddingID(uint32_t id) { return kJunk.Is(id) || kPad.Is(id); }
-
 Piece MakeKept(size_t first, size_t count) {
   Piece piece;
   piece.First = first;

@@ -20,8 +20,6 @@ constexpr size_t kDs64Sizes = 16;                     // the two sizes that are 
 
 constexpr AnyCaseID kFmt(chunk_id::kFmt);
 constexpr AnyCaseID kData(chunk_id::kData);
-constexpr AnyCaseID kJunk(chunk_id::kJunk);
-constexpr AnyCaseID kPad(chunk_id::kPad);
 constexpr AnyCaseID kDs64(chunk_id::kDs64);
 constexpr AnyCaseID kRf64(chunk_id::kRf64);
 
@@ -155,7 +153,7 @@ size_t clRIFFHandler::PlannedIndexBeforeData() {
   std::optional<size_t> padding;
   Chunks.ForEach([&](size_t index, const STRIFFChunk& chunk) {
     if (padding || !fmt || index <= *fmt || index >= data) return;
-    if (!kJunk.Is(chunk.ChunkID) && !kPad.Is(chunk.ChunkID)) return;
+    if (!IsPaddingID(chunk.ChunkID)) return;
     const size_t planned = PlannedIndex(index);
     if (planned < PlannedCount()) padding = planned;
   });

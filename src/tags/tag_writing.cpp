@@ -56,8 +56,7 @@ bool SameTags(const NTag& a, const NTag& b) {
 }
 
 bool IsPadding(const std::optional<STRIFFChunk>& chunk) {
-  return chunk && (CompareID(chunk->ChunkID, chunk_id::kJunk, true) ||
-                   CompareID(chunk->ChunkID, chunk_id::kPad, true));
+  return chunk && IsPaddingID(chunk->ChunkID);
 }
 
 // Adds what is wanted; the assignment of a set keeps the first entry of each name only.
