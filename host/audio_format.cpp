@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "source_name.h"
+
 namespace wavehost {
 namespace {
 
@@ -52,6 +54,13 @@ std::string CodecName(const WAVEFORMATEXTENSIBLE& format) {
 
 bool IsStoredAsDelivered(const STZuAudioInfo& info) {
   return static_cast<uint32_t>(info.bitRate) == info.format.Format.nAvgBytesPerSec * 8;
+}
+
+bool HasKnownLength(const std::string& source, const STZuAudioInfo& info) {
+  constexpr uint64_t kUnknown = 0xFFFFFFFF;  // less what is no whole block
+  constexpr uint64_t kLargestBlock = 0xFFFF;
+  const bool is_mark = info.lengthBytes <= kUnknown && info.lengthBytes > kUnknown - kLargestBlock;
+  return !is_mark || !IsAddress(source);
 }
 
 uint64_t WholeFrames(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes) {

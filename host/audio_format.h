@@ -20,6 +20,10 @@ namespace wavehost {
 // length.
 [[nodiscard]] bool IsStoredAsDelivered(const STZuAudioInfo& info);
 
+// False when all that the header at an address says of the length is that nobody knows it: a stream
+// that is made while it is sent. A file cannot promise more than it has.
+[[nodiscard]] bool HasKnownLength(const std::string& source, const STZuAudioInfo& info);
+
 [[nodiscard]] uint64_t WholeFrames(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes);
 [[nodiscard]] uint64_t Milliseconds(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes);
 

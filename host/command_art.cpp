@@ -11,6 +11,7 @@
 #include "file_details.h"
 #include "output_file.h"
 #include "output_plan.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
@@ -37,7 +38,7 @@ std::string Slug(std::string_view kind) {
 // Names the picture files of one input.
 class PictureNames {
  public:
-  explicit PictureNames(const std::string& input) : stem_(fs::path(input).stem()) {}
+  explicit PictureNames(const std::string& input) : stem_(OutputStem(input)) {}
   // Such as "concert.front-album-cover-2.jpg": from the second picture of a kind on with a number.
   [[nodiscard]] fs::path NameOf(const Picture& picture) {
     const std::string slug = Slug(picture.kind);

@@ -1,9 +1,11 @@
 // Decodes files into files, a pipe, or nothing.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include "audio_format.h"
 #include "commands.h"
@@ -25,32 +27,79 @@ struct Decoded {
   uint64_t bytes = 0;
 };
 
-void LimitRange(DecoderSession& session, const std::string& file, const DecodeOptions& options) {
-  if (!options.from && !options.to) return;
-  uint32_t rate = 0;
-  if ((options.from && options.from->IsTime()) || (options.to && options.to->IsTime())) {
-    rate = session.Open(file, ZuOpenInfo).audioInfo.format.Format.nSamplesPerSec;
+// Cuts a range of sample frames, or everything, out of decoded audio.
+class Excerpt {
+ public:
+  Excerpt() = default;
+  Excerpt(uint64_t from, uint64_t to) : from_(from), to_(to) {}
+  [[nodiscard]] bool IsComplete() const { return position_ >= to_; }
+  // What is wanted of the next samples.
+  std::span<const std::byte> Of(std::span<const std::byte> samples, size_t frame_size) {
+    const uint64_t begin = position_;
+    position_ += samples.size() / frame_size;
+    const auto offset_of = [&](uint64_t frame) {
+      return static_cast<size_t>(std::clamp(frame, begin, position_) - begin) * frame_size;
+    };
+    if (position_ <= to_ && begin >= from_) return samples;
+    return samples.subspan(offset_of(from_), offset_of(to_) - offset_of(from_));
   }
+
+ private:
+  uint64_t from_ = 0;
+  uint64_t to_ = UINT64_MAX;
+  uint64_t position_ = 0;
+};
+
+// What is open.
+struct Audio {
+  STZuAudioInfo info = {};
+  std::optional<uint64_t> bytes;  // of the decoded audio, where that is known before
+  Excerpt excerpt;
+};
+
+// Has the module decode the range only, as far as its ranges are sample frames: of compressed audio
+// they are stored blocks. Then everything is to be decoded and the excerpt cut out of it.
+Excerpt LimitRange(DecoderSession& session, const STZuAudioInfo& info,
+                   const DecodeOptions& options) {
+  const uint32_t rate = info.format.Format.nSamplesPerSec;
   const int64_t from = options.from ? options.from->Frame(rate) : 0;
   const int64_t to = options.to ? options.to->Frame(rate) : -1;
   if (options.to && to < from) throw Error("the range ends before it begins");
+  if (!IsStoredAsDelivered(info)) {
+    return {static_cast<uint64_t>(from), options.to ? static_cast<uint64_t>(to) : UINT64_MAX};
+  }
   session.SetRange(from, to);
+  return {};
+}
+
+Audio OpenAudio(DecoderSession& session, const std::string& file, const DecodeOptions& options) {
+  Audio audio;
+  audio.info = session.Open(file, ZuOpenDecode).audioInfo;
+  const bool has_length = HasKnownLength(file, audio.info);
+  if (options.from || options.to) {
+    audio.excerpt = LimitRange(session, audio.info, options);
+    audio.info = session.Open(file, ZuOpenDecode).audioInfo;
+  }
+  if (!has_length) {
+    audio.info.lengthMs = 0;
+  } else if (IsStoredAsDelivered(audio.info)) {
+    const WAVEFORMATEXTENSIBLE& format = audio.info.format;
+    audio.bytes = WholeFrames(format, audio.info.lengthBytes) * format.Format.nBlockAlign;
+  }
+  return audio;
 }
 
 // Decodes what is open to its end. `writer` null: nowhere.
-Decoded DecodeAll(DecoderSession& session, const STZuAudioInfo& info, SampleWriter* writer,
+Decoded DecodeAll(DecoderSession& session, const Audio& audio, SampleWriter* writer,
                   ProgressBar& progress) {
-  Decoded decoded{info.format};
-  std::optional<uint64_t> expected;
-  if (IsStoredAsDelivered(info)) {
-    expected = WholeFrames(info.format, info.lengthBytes) * info.format.Format.nBlockAlign;
-  }
+  Decoded decoded{audio.info.format};
+  Excerpt excerpt = audio.excerpt;
   bool begun = false;
   const auto begin = [&] {
-    if (writer != nullptr && !begun) writer->Begin(decoded.format, expected);
+    if (writer != nullptr && !begun) writer->Begin(decoded.format, audio.bytes);
     begun = true;
   };
-  for (bool last = false; !last;) {
+  for (bool last = excerpt.IsComplete(); !last;) {
     ThrowIfInterrupted();
     const STZuAudioBlock block = session.DecodeBlock();
     last = block.lastBlock != 0;
@@ -60,10 +109,11 @@ Decoded DecodeAll(DecoderSession& session, const STZuAudioInfo& info, SampleWrit
       throw Error("the format changes in the middle of the audio");
     }
     begin();
-    if (writer != nullptr) {
-      writer->Write({static_cast<const std::byte*>(block.data), block.byteCount});
-    }
-    decoded.bytes += block.byteCount;
+    const auto samples = excerpt.Of({static_cast<const std::byte*>(block.data), block.byteCount},
+                                    std::max<size_t>(block.format.Format.nBlockAlign, 1));
+    if (writer != nullptr) writer->Write(samples);
+    decoded.bytes += samples.size();
+    last = last || excerpt.IsComplete();
     progress.Update(block.positionMs + block.blockMs);
   }
   begin();
@@ -72,12 +122,12 @@ Decoded DecodeAll(DecoderSession& session, const STZuAudioInfo& info, SampleWrit
 }
 
 Decoded DecodeInto(const OutputTarget& target, bool force, DecoderSession& session,
-                   const STZuAudioInfo& info, ProgressBar& progress) {
+                   const Audio& audio, ProgressBar& progress) {
   OutputFile output = target.file == kStandardOutputName ? OutputFile::StandardOutput()
                                                          : OutputFile(target.file, force);
   const auto writer = target.as_wave ? std::make_unique<WaveWriter>(output)
                                      : std::make_unique<SampleWriter>(output);
-  const Decoded decoded = DecodeAll(session, info, writer.get(), progress);
+  const Decoded decoded = DecodeAll(session, audio, writer.get(), progress);
   output.Commit();
   return decoded;
 }
@@ -118,11 +168,10 @@ int RunDecode(const CodecModule& module, const CommandLine& line) {
     std::optional<OutputTarget> target;
     if (plan) target = plan->TargetOf(file);
     DecoderSession session(module, global.report);
-    LimitRange(session, file, options);
-    const STZuAudioInfo info = session.Open(file, ZuOpenDecode).audioInfo;
-    ProgressBar progress(file, info.lengthMs, !global.quiet && !global.report);
-    const Decoded decoded = target ? DecodeInto(*target, options.force, session, info, progress)
-                                   : DecodeAll(session, info, nullptr, progress);
+    const Audio audio = OpenAudio(session, file, options);
+    ProgressBar progress(file, audio.info.lengthMs, !global.quiet && !global.report);
+    const Decoded decoded = target ? DecodeInto(*target, options.force, session, audio, progress)
+                                   : DecodeAll(session, audio, nullptr, progress);
     FileResult result = Summary(file, target, decoded);
     if (global.quiet) result.text.clear();
     return result;

@@ -18,28 +18,46 @@ namespace {
 struct Description {
   WAVEFORMATEXTENSIBLE format = {};
   uint32_t bit_rate = 0;
+  bool has_length = false;  // the next two are known
   uint64_t length_ms = 0;
   uint64_t bytes = 0;
+  std::string codec;    // of compressed data, such as "MPEG-1 Layer 3"; often empty
   bool plain = false;   // the decoded format is the stored one too: the rest can be told from it
   std::string problem;  // why it cannot be decoded; empty when it can
 };
 
-// Opens the file with everything that the module can tell of it.
-Description Describe(DecoderSession& session, const std::string& file, STZuOpenDecoder& record) {
+std::string CompressedCodec(std::string_view encoder_settings) {
+  return encoder_settings.starts_with("MPEG") ? std::string(encoder_settings) : "";
+}
+
+// Opens the file with everything that the module can tell of it; returns why it cannot be decoded,
+// or nothing.
+std::string OpenAll(DecoderSession& session, const std::string& file, STZuOpenDecoder& record) {
   constexpr uint32_t kEverything = ZuOpenInfo | ZuOpenDecode | ZuOpenTags | ZuOpenProperties;
+  if (session.TryOpen(file, kEverything, record)) return "";
+  std::string problem = session.ErrorText();
+  // A file that is understood but cannot be decoded has its description filled in.
+  if (record.audioInfo.format.Format.nAvgBytesPerSec == 0) throw Error(problem);
+  return problem;
+}
+
+Description Describe(const std::string& file, const STZuAudioInfo& audio,
+                     const FileDetails& details, const std::string& problem) {
   Description description;
-  if (!session.TryOpen(file, kEverything, record)) {
-    description.problem = session.ErrorText();
-    // A file that is understood but cannot be decoded has its description filled in.
-    if (record.audioInfo.format.Format.nAvgBytesPerSec == 0) throw Error(description.problem);
-  }
-  const STZuAudioInfo& audio = record.audioInfo;
+  description.problem = problem;
   description.format = audio.format;
   description.bit_rate = static_cast<uint32_t>(audio.bitRate);
+  description.has_length = HasKnownLength(file, audio);
   description.length_ms = audio.lengthMs;
   description.bytes = audio.lengthBytes;
-  description.plain = description.problem.empty() && IsStoredAsDelivered(audio);
+  description.codec = CompressedCodec(ValueOf(details.properties, "Encoder Settings"));
+  description.plain = problem.empty() && description.codec.empty() && IsStoredAsDelivered(audio);
   return description;
+}
+
+std::string FormatName(const Description& description) {
+  if (description.plain) return CodecName(description.format);
+  return description.codec.empty() ? "compressed" : description.codec;
 }
 
 nlohmann::ordered_json Json(const std::string& file, const Description& description,
@@ -47,31 +65,32 @@ nlohmann::ordered_json Json(const std::string& file, const Description& descript
   const WAVEFORMATEXTENSIBLE& format = description.format;
   nlohmann::ordered_json json = {
       {"file", file},
-      {"format", description.plain ? CodecName(format) : "compressed"},
+      {"format", FormatName(description)},
       {"channels", uint32_t{format.Format.nChannels}},
       {"sampleRate", uint32_t{format.Format.nSamplesPerSec}},
   };
-  if (description.problem.empty()) json["bits"] = uint32_t{format.Format.wBitsPerSample};
   if (description.plain) {
+    json["bits"] = uint32_t{format.Format.wBitsPerSample};
     if (IsExtensible(format)) {
       json["validBits"] = ValidBits(format);
       json["channelMask"] = uint32_t{format.dwChannelMask};
     }
-    json["frames"] = WholeFrames(format, description.bytes);
+    if (description.has_length) json["frames"] = WholeFrames(format, description.bytes);
   }
-  json["lengthMs"] = description.length_ms;
-  json["bytes"] = description.bytes;
+  if (description.has_length) {
+    json["lengthMs"] = description.length_ms;
+    json["bytes"] = description.bytes;
+  }
   json["bitRate"] = description.bit_rate;
   json["decodable"] = description.problem.empty();
-  if (!description.problem.empty()) json["problem"] = description.problem;
+  if (!description.problem.empty()) {
+    json["problem"] = description.problem;
+  } else if (!description.plain) {
+    json["decoded"] = {{"format", CodecName(format)},
+                       {"bits", uint32_t{format.Format.wBitsPerSample}}};
+  }
   json.update(DetailsJson(details));
   return json;
-}
-
-std::string FormatText(const Description& description) {
-  if (!description.problem.empty()) return "compressed, cannot be decoded";
-  const std::string name = CodecName(description.format);
-  return description.plain ? name : fmt::format("compressed, decoded to {}", name);
 }
 
 std::string BitsText(const WAVEFORMATEXTENSIBLE& format) {
@@ -81,6 +100,7 @@ std::string BitsText(const WAVEFORMATEXTENSIBLE& format) {
 }
 
 std::string LengthText(const Description& description) {
+  if (!description.has_length) return "unknown";
   std::string time = TimeText(description.length_ms);
   if (!description.plain) return time;
   const uint64_t frames = WholeFrames(description.format, description.bytes);
@@ -94,13 +114,19 @@ std::string Text(const std::string& file, const Description& description,
   const tWAVEFORMATEX& format = description.format.Format;
   TextTable audio(kIndent);
   const auto add = [&](const char* label, const std::string& value) { audio.Add(label, value); };
-  add("Format", FormatText(description));
-  if (!description.problem.empty()) add("Problem", description.problem);
+  const bool decodable = description.problem.empty();
+  add("Format", FormatName(description) + (decodable ? "" : ", cannot be decoded"));
+  if (!decodable) add("Problem", description.problem);
   add("Channels", fmt::to_string(uint32_t{format.nChannels}));
   add("Sample rate", fmt::format("{} Hz", uint32_t{format.nSamplesPerSec}));
-  if (description.problem.empty()) add("Bits", BitsText(description.format));
+  if (description.plain) {
+    add("Bits", BitsText(description.format));
+  } else if (decodable) {
+    add("Decoded to",
+        fmt::format("{}, {} bits", CodecName(description.format), BitsText(description.format)));
+  }
   add("Length", LengthText(description));
-  add("Bytes", fmt::to_string(description.bytes));
+  if (description.has_length) add("Bytes", fmt::to_string(description.bytes));
   add("Bit rate", fmt::format("{:.10g} kbit/s", description.bit_rate / 1000.0));
   TableLayout layout = OutputLayout();
   if (layout.columns != 0) layout.most_lines = kMostLinesOnTerminal;
@@ -115,8 +141,9 @@ int RunInfo(const CodecModule& module, const CommandLine& line) {
   return ForEachFile(line.files, output, [&](const std::string& file) {
     DecoderSession session(module, line.global.report);
     STZuOpenDecoder record;
-    const Description description = Describe(session, file, record);
+    const std::string problem = OpenAll(session, file, record);
     const FileDetails details(record);
+    const Description description = Describe(file, record.audioInfo, details, problem);
     FileResult result{JsonLine(Json(file, description, details)),
                       fmt::format("{}{}", separator, Text(file, description, details))};
     separator = "\n";

@@ -7,6 +7,7 @@
 
 #include "command_line_changes.h"
 #include "output_plan.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
@@ -21,6 +22,7 @@ constexpr char kExamples[] = R"(Examples:
   wavehost decode in.wav -o out.raw --from 1:30 --to 1:35.5
   wavehost decode *.wav -o folder/             decode each into a folder
   wavehost decode in.wav -o - | player         raw samples into a pipe
+  wavehost decode http://host/in.wav -o .      from a server into in.wav
   wavehost tag in.wav Title=Dawn Artist=Ann Artist=Bob --picture cover.jpg
   wavehost tag *.wav Album=Birds --dry-run     what would change
   wavehost untag in.wav Comment                remove a tag
@@ -39,7 +41,10 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
 }
 
 void AddFiles(CLI::App& command, std::vector<std::string>& files) {
-  command.add_option("files", files, "Files to read; behind -- whatever their names begin with")
+  command
+      .add_option("files", files,
+                  "Files or http:// addresses to read; behind -- whatever their\n"
+                  "names begin with")
       ->type_name("FILE");
 }
 
@@ -104,6 +109,7 @@ void CheckDecode(const CLI::App& command, const CommandLine& line) {
 }
 
 void CheckFiles(const CommandLine& line) {
+  if (line.command == Command::Tag || line.command == Command::Untag) CheckWritable(line.files);
   const bool takes_files = line.command != Command::Formats && line.command != Command::Options;
   if (!takes_files && !line.files.empty()) throw CLI::ExtrasError(line.files);
   if (!takes_files || !line.files.empty()) return;

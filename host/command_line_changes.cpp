@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "picture.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
@@ -101,7 +104,7 @@ void TakeTagArguments(const std::vector<std::string>& arguments, CommandLine& li
   ChangeOptions& options = line.change;
   AsParseError("arguments", [&] {
     for (const std::string& argument : arguments) {
-      if (argument.find('=') == std::string::npos) {
+      if (IsAddress(argument) || argument.find('=') == std::string::npos) {
         line.files.push_back(argument);
         continue;
       }
@@ -121,10 +124,18 @@ void TakeTagArguments(const std::vector<std::string>& arguments, CommandLine& li
 void TakeUntagArguments(const std::vector<std::string>& arguments, CommandLine& line) {
   AsParseError("arguments", [&] {
     for (const std::string& argument : arguments) {
-      (IsThere(argument) ? line.files : line.change.remove).push_back(argument);
+      (IsAddress(argument) || IsThere(argument) ? line.files : line.change.remove)
+          .push_back(argument);
     }
     CheckNames(line.change.remove);
   });
+}
+
+void CheckWritable(const std::vector<std::string>& files) {
+  const auto address = std::find_if(files.begin(), files.end(), IsAddress);
+  if (address == files.end()) return;
+  throw CLI::ValidationError(Displayable(*address),
+                             "Tags are written into files only, not to an address");
 }
 
 }  // namespace wavehost

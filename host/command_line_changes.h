@@ -23,4 +23,7 @@ void AddOptionsCommand(CLI::App& app, ChoiceOptions& options);
 void TakeTagArguments(const std::vector<std::string>& arguments, CommandLine& line);
 void TakeUntagArguments(const std::vector<std::string>& arguments, CommandLine& line);
 
+// Throws CLI::ParseError when one is an address.
+void CheckWritable(const std::vector<std::string>& files);
+
 }  // namespace wavehost

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "error.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
@@ -18,6 +19,23 @@ std::string_view MessageOf(std::string_view line) {
   while (line.ends_with('\r') || line.ends_with('\n')) line.remove_suffix(1);
   const size_t function = line.rfind("  [");
   return function != line.npos && line.ends_with(']') ? line.substr(0, function) : line;
+}
+
+// The module's words are those for files; this is what they mean with a server.
+std::string ForServer(const std::string& text) {
+  struct Meaning {
+    std::string_view start;
+    const char* text;
+  };
+  constexpr Meaning kMeanings[] = {
+      {"Error opening file", "no connection to the server, or no such file there"},
+      {"Error SetPosition", "the server cannot deliver from within the file"},
+      {"Error reading data", "the server or the connection stopped before the end"},
+  };
+  for (const Meaning& meaning : kMeanings) {
+    if (text.starts_with(meaning.start)) return fmt::format("{} ({})", meaning.text, text);
+  }
+  return text;
 }
 
 }  // namespace
@@ -62,11 +80,13 @@ DecoderSession::~DecoderSession() {
 
 std::string DecoderSession::ErrorText() {
   const std::string text = errors_.Take();
-  return text.empty() ? "the module failed and gave no reason" : text;
+  if (text.empty()) return "the module failed and gave no reason";
+  return from_server_ ? ForServer(text) : text;
 }
 
 bool DecoderSession::TryOpen(const std::string& file, uint32_t flags, STZuOpenDecoder& record) {
   const std::wstring name = WideFileName(file);
+  from_server_ = IsAddress(file);
   record = {};
   record.fileName = name.c_str();
   record.flags = flags;

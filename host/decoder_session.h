@@ -36,9 +36,9 @@ class DecoderSession {
   DecoderSession& operator=(const DecoderSession&) = delete;
   ~DecoderSession();
 
-  // Opens a file given by the bytes of its name. `flags` are those of ZuOpenFlag. TryOpen leaves
-  // the error to be taken with ErrorText; what the module filled in before it failed is in the
-  // record.
+  // Opens a file, given by the bytes of its name, or an address. `flags` are those of ZuOpenFlag.
+  // TryOpen leaves the error to be taken with ErrorText; what the module filled in before it failed
+  // is in the record.
   bool TryOpen(const std::string& file, uint32_t flags, STZuOpenDecoder& record);
   STZuOpenDecoder Open(const std::string& file, uint32_t flags);
   [[nodiscard]] std::string ErrorText();
@@ -64,6 +64,7 @@ class DecoderSession {
 
   const CodecModule& module_;
   ErrorLog errors_;
+  bool from_server_ = false;  // what was opened last
   void* instance_;
 };
 

@@ -78,12 +78,13 @@ Json TagsJson(const std::vector<UserTag>& tags) {
 Json DetailsJson(const FileDetails& details) {
   Json json = {{"properties", Json::object()},
                {"tags", TagsJson(details.tags)},
-               {"pictures", Json::array()},
-               {"chunks", Json::array()}};
+               {"pictures", Json::array()}};
   for (const TagEntry& property : details.properties) {
     json["properties"][property.name] = property.value;
   }
   for (const Picture& picture : details.pictures) json["pictures"].push_back(PictureJson(picture));
+  if (ValueOf(details.properties, kChunksProperty).empty()) return json;
+  json["chunks"] = Json::array();
   for (const ChunkText& chunk : details.chunks) {
     json["chunks"].push_back({{"id", chunk.id}, {"size", chunk.size}});
   }

@@ -40,7 +40,7 @@ struct FileDetails {
 FileDetails OpenDetails(DecoderSession& session, const std::string& file);
 
 nlohmann::ordered_json TagsJson(const std::vector<UserTag>& tags);
-// The keys "properties", "tags", "pictures" and "chunks".
+// The keys "properties", "tags", "pictures", and "chunks" where they are told: not of an address.
 nlohmann::ordered_json DetailsJson(const FileDetails& details);
 // The same in sections.
 std::string DetailsText(const FileDetails& details, const TableLayout& layout);

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "error.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
@@ -32,7 +33,8 @@ bool NamesFolder(const std::string& output) {
 OutputClaims::OutputClaims(const std::vector<std::string>& inputs) {
   for (const std::string& input : inputs) {
     struct stat found = {};
-    if (stat(input.c_str(), &found) == 0) inputs_.emplace(found.st_dev, found.st_ino);
+    if (!IsAddress(input) && stat(input.c_str(), &found) == 0)
+      inputs_.emplace(found.st_dev, found.st_ino);
   }
 }
 
@@ -67,7 +69,7 @@ OutputTarget OutputPlan::TargetOf(const std::string& input) {
   OutputTarget target;
   if (into_folder_) {
     target.as_wave = options_.format != "raw";
-    target.file = fs::path(options_.output) / fs::path(input).stem();
+    target.file = fs::path(options_.output) / OutputStem(input);
     target.file += target.as_wave ? ".wav" : ".raw";
   } else {
     target.file = options_.output;

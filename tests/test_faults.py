@@ -20,6 +20,7 @@ import time
 import unittest
 from pathlib import Path
 
+from codec_module import DECODE, TAGS, Decoder
 from fault_scenarios import (FMT, MOVES, NOISE, SCENARIOS, chunk, foreign, riff, strict, tag_chunks)
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -38,37 +39,15 @@ LASTING = DEAD + ("enospc+", "short-enospc")
 
 # The module, and processes that meet a fault.
 
-class OpenRecord(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [
-        ("file_name", ctypes.c_wchar_p), ("flags", ctypes.c_uint32), ("audio", ctypes.c_uint8 * 68),
-        ("tags", ctypes.c_void_p), ("tag_size", ctypes.c_uint32), ("rest", ctypes.c_uint8 * 36)]
-
-
-class Block(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [("data", ctypes.c_void_p), ("count", ctypes.c_uint32), ("a", ctypes.c_uint8 * 76),
-                ("last", ctypes.c_uint32), ("b", ctypes.c_uint8 * 24)]
-
-
 def read(path):
     """Audio and tags of a file as the module reads them; None when it refuses."""
-    module = ctypes.CDLL(MODULE)
-    module.Create.restype = ctypes.c_void_p
-    decoder = ctypes.c_void_p(module.Create(None))
-    record, block, audio = OpenRecord(file_name=str(path), flags=1 | 8), Block(), []
-    try:
-        if module.Open(decoder, ctypes.byref(record)) != 1:
+    with Decoder(MODULE) as decoder:
+        record = decoder.open(path, DECODE | TAGS)
+        if record is None:
             return None
         tags = ctypes.string_at(record.tags, record.tag_size) if record.tag_size else bytes(4)
-        while not block.last:
-            block.count = 0
-            if module.DecodeBlock(decoder, ctypes.byref(block)) != 1:
-                return None
-            audio.append(ctypes.string_at(block.data, block.count) if block.count else b"")
-    finally:
-        module.Destroy(decoder)
-    return b"".join(audio), user_tags(tags)
+        audio = [block and block[0] for block in decoder.blocks()]
+    return None if None in audio else (b"".join(audio), user_tags(tags))
 
 
 def user_tags(block):

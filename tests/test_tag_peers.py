@@ -2,8 +2,6 @@
 """Files tagged by well-known tools read with the values that those tools say themselves.
 
 WAVE_MODULE names the module. A tool that is not installed is skipped."""
-import contextlib
-import ctypes
 import json
 import os
 import shutil
@@ -12,6 +10,8 @@ import subprocess
 import tempfile
 import unittest
 from pathlib import Path
+
+from codec_module import ROOT, chunk, describe, fmt, riff
 
 try:
     import mutagen
@@ -24,55 +24,6 @@ try:
 except ImportError:
     taglib = None
 
-ROOT = Path(__file__).resolve().parent.parent
-MODULE = os.environ.get("WAVE_MODULE", str(ROOT / "build/release/bin/wave.dll"))
-
-
-class OpenRecord(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [
-        ("file_name", ctypes.c_wchar_p), ("flags", ctypes.c_uint32), ("audio", ctypes.c_uint8 * 68),
-        ("tags", ctypes.c_void_p), ("tag_size", ctypes.c_uint32), ("properties", ctypes.c_void_p),
-        ("properties_size", ctypes.c_uint32), ("reserved", ctypes.c_uint8 * 24)]
-
-
-def entries(address, size):
-    """(name, value, payload) of each entry of a block; a unit is a character, whatever it is."""
-    block = ctypes.string_at(address, size) if size else bytes(4)
-    found, at = [], 4
-    for _ in range(struct.unpack_from("<I", block)[0]):
-        begin, at = at, at + struct.unpack_from("<i", block, at)[0]
-        texts, begin = ["", ""], begin + 4
-        for i in range(2):
-            while unit := struct.unpack_from("<H", block, begin)[0]:
-                texts[i] += chr(unit)
-                begin += 2
-            begin += 2
-        found.append((*texts, block[begin:at]))
-    assert at == len(block), "the block's entries do not fill it"
-    return found
-
-
-@contextlib.contextmanager
-def decoder():
-    """The module and an instance of it."""
-    module = ctypes.CDLL(MODULE)
-    module.Create.restype = ctypes.c_void_p
-    instance = ctypes.c_void_p(module.Create(None))
-    try:
-        yield module, instance
-    finally:
-        module.Destroy(instance)
-
-
-def read(path):
-    """The file's tags as (name, value, payload), and its properties."""
-    record = OpenRecord(file_name=str(path), flags=8 | 16)  # tags, properties
-    with decoder() as (module, instance):
-        assert module.Open(instance, ctypes.byref(record)) == 1, f"cannot open {path}"
-        return (entries(record.tags, record.tag_size),
-                {n: v for n, v, _ in entries(record.properties, record.properties_size)})
-
 
 def units(text):
     """The low 16 bits of each character, as the tag block carries them."""
@@ -84,15 +35,9 @@ def as_1252(raw):
     return "".join(bytes([b]).decode("cp1252", "replace").replace("\ufffd", "_") for b in raw)
 
 
-def chunk(name, body):
-    return name + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
-
-
 def wave(*chunks):
-    audio = (chunk(b"fmt ", struct.pack("<HHIIHH", 1, 1, 8000, 16000, 2, 16)),
-             chunk(b"data", bytes(range(200)) * 4))
-    body = b"WAVE" + b"".join(audio + chunks)
-    return b"RIFF" + struct.pack("<I", len(body)) + body
+    audio = (fmt(1, 1, 8000, 16), chunk(b"data", bytes(range(200)) * 4))
+    return riff(*audio, *chunks)
 
 
 def chunks(data):
@@ -106,8 +51,7 @@ def chunks(data):
 
 def without_chunk(data, name):
     """The Wave file without its chunks of that name."""
-    kept = b"".join(chunk(n, body) for n, body in chunks(data) if n.lower() != name)
-    return b"RIFF" + struct.pack("<I", 4 + len(kept)) + b"WAVE" + kept
+    return riff(*(chunk(n, body) for n, body in chunks(data) if n.lower() != name))
 
 
 def run(*command, encoding="utf-8"):
@@ -133,7 +77,7 @@ class PeerTest(unittest.TestCase):
 
     def check(self, expected, kinds):
         """The expected fields are there; nothing else is but `TagVersion` and carried chunks."""
-        tags, properties = read(self.path)
+        tags, properties = describe(self.path)
         got = {name.lower(): value for name, value, _ in tags if name[0] != "_"}
         got.pop("tagversion", None)
         self.maxDiff = None
@@ -275,7 +219,7 @@ class Mutagen(PeerTest):
                 name = f"_albumart_{number}_{KINDS[picture.type]}"
                 name += f"<subdesc>{units(picture.desc)}" if picture.desc else ""
                 told[name] = picture.data
-            got = {n: data for n, _, data in read(self.path)[0] if n.startswith("_albumart_")}
+            got = {n: data for n, _, data in describe(self.path)[0] if n.startswith("_albumart_")}
             with self.subTest(version=version):
                 self.assertEqual(list(got), list(told))
                 self.assertTrue(got == told, "the pictures' bytes")

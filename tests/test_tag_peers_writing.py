@@ -3,7 +3,6 @@
 
 WAVE_MODULE names the module. A tool that is not installed is left out."""
 import codecs
-import ctypes
 import io
 import json
 import os
@@ -14,7 +13,8 @@ import subprocess
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 
-from test_tag_peers import (WAVE, PeerTest, chunks, decoder, id3, mutagen, run, taglib, wave,
+from codec_module import Decoder
+from test_tag_peers import (WAVE, PeerTest, chunks, id3, mutagen, run, taglib, wave,
                             without_chunk)
 
 PNG = bytes.fromhex(
@@ -25,30 +25,14 @@ JPEG = (b"\xff\xd8\xff\xdb\0\x43\0" + b"\1" * 64 + b"\xff\xc0\0\x0b\x08\0\1\0\1\
         b"\xff\xda\0\x08\1\1\0\0\x3f\0\x3f\xff\xd9")
 
 
-class GetSetRecord(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [("index", ctypes.c_int32), ("size", ctypes.c_int32), ("range", ctypes.c_int64 * 2),
-                ("file_name", ctypes.c_wchar_p), ("texts", ctypes.c_void_p * 2),
-                ("block", ctypes.c_char_p)]
-
-
 def write(path, tags):
-    """Writes (name, text or payload) pairs."""
-    block = struct.pack("<I", len(tags))
-    for name, value in tags:
-        text, payload = (value, b"") if isinstance(value, str) else ("", value)
-        entry = f"{name}\0{text}\0".encode("utf-16-le") + payload
-        block += struct.pack("<I", len(entry) + 4) + entry
-    record = GetSetRecord(size=len(block), file_name=str(path), block=block)
-    with decoder() as (module, instance):
-        assert module.Set(instance, ctypes.c_wchar_p("IDTags"), ctypes.byref(record)) == 1
+    with Decoder() as module:
+        module.write_tags(path, tags)
 
 
 def delete(path, *names):
-    """Deletes the tags of those names; all when there are none."""
-    packed = ctypes.create_unicode_buffer("\0".join((*names, "\0")))
-    with decoder() as (module, instance):
-        assert module.DeleteATag(instance, ctypes.c_wchar_p(str(path)), packed) == 1
+    with Decoder() as module:
+        module.delete_tags(path, *names)
 
 
 def by_mutagen(path):

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Tests of the command-line host with the real module. WAVEHOST names the executable."""
 import fcntl
+import http.server
 import json
 import os
 import pty
@@ -11,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import termios
+import threading
 import unittest
 from pathlib import Path
 
@@ -74,6 +76,7 @@ PCM16 = fmt(1, 2, 44100, 16)
 FLOAT = fmt(3, 1, 48000, 32, b"")
 EXTENSIBLE = extensible(1, 2, 96000, 32, 24, 3)
 EXTENSIBLE_FLOAT = extensible(3, 2, 48000, 32, 32, 3)
+SILENT_FRAME = b"\xff\xfb\x90\x64" + bytes(413)  # MPEG-1 layer 3, 128 kbit/s, 1152 samples in stereo
 
 
 class HostCase(unittest.TestCase):
@@ -409,6 +412,109 @@ class HostTest(HostCase):
         self.assertEqual(host.returncode, 1)  # nobody reads on
         fact = b"fact" + struct.pack("<II", 4, frames)
         self.assertEqual(header, begin + ds64 + form + fact + end)
+
+    def check_wave(self, output, sizes_known, audio):
+        """A Wave file without other chunks than padding; the sizes in its header may be unknown."""
+        self.assertEqual(output.endswith(audio), True)
+        head = output[: len(output) - len(audio)]
+        size = len(output) - 8 if sizes_known else 0xFFFFFFFF
+        self.assertEqual(head[:12], b"RIFF" + struct.pack("<I", size) + b"WAVE")
+        self.assertEqual(head[-32:], b"fmt " + struct.pack("<I", 16) + PCM16 + b"data" +
+                         struct.pack("<I", len(audio) if sizes_known else 0xFFFFFFFF))
+        self.assertIn(head[12:-32], (b"", b"JUNK" + struct.pack("<I", 28) + bytes(28)))
+
+    @unittest.skipUnless(Path(HOST).with_name("mp3.dll").exists(), "needs the decoder of MPEG")
+    def test_mpeg(self):
+        form = fmt(0x55, 2, 44100, 0, struct.pack("<HIHHH", 1, 2, 417, 1, 0))
+        form = form[:8] + struct.pack("<IH", 16000, 1) + form[14:]
+        (self.folder / "in.wav").write_bytes(wave((b"fmt ", form), (b"data", SILENT_FRAME * 200)))
+        (told,) = self.run_json("info", "in.wav")
+        expected = dict(format="MPEG-1 Layer 3", channels=2, sampleRate=44100, bitRate=128000,
+                        decodable=True, decoded=dict(format="PCM", bits=16))
+        self.assertEqual(({**told, **expected}, "bits" in told, "frames" in told), (told, False, False))
+        text = self.run_host("info", "in.wav").stdout.decode()
+        self.assertRegex(text, r"Format +MPEG-1 Layer 3\n(.|\n)*Decoded to +PCM, 16 bits\n")
+
+        cases = [([], 200 * 1152), (["--from", "1s", "--to", "99999"], 99999 - 44100), (["--to", "0"], 0),
+                 (["--from", "1:00"], 0)]
+        for arguments, frames in cases:
+            with self.subTest(arguments=arguments):
+                self.run_host("decode", "in.wav", "-fo", "out.wav", *arguments)
+                self.check_wave((self.folder / "out.wav").read_bytes(), True, bytes(4 * frames))
+                piped = self.run_host("decode", "in.wav", "-o", "-", "--format", "wav", *arguments).stdout
+                self.check_wave(piped, False, bytes(4 * frames))
+
+
+class AddressTest(HostCase):
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def do_GET(self):
+            body = wave((b"fmt ", PCM16), info_list(INAM=b"Far"), id3(3, apic(3, "", JPEG)),
+                        (b"data", samples(200000)))
+            if self.path == "/live":  # made while it is sent
+                body = body[:-200004] + b"\xff" * 4 + body[-200000:]
+            self.send_response(404 if self.path.startswith("/none") else 200)
+            if self.path != "/live":
+                self.send_header("Content-Length", str(len(body) + (self.path == "/broken")))
+            self.end_headers()
+            self.wfile.write(body[:-100000] if self.path == "/broken" else body)
+
+        def log_message(self, *arguments):
+            pass
+
+    def setUp(self):
+        super().setUp()
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self.Handler)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, args=(0.01,)).start()
+        self.server = f"http://127.0.0.1:{server.server_port}/"
+
+    def test_reading(self):
+        self.put_wave("near.wav")
+        far = self.server.upper() + "far.wav"
+        for command in ("info", "tags", "art", "decode"):
+            told = self.run_json(command, "near.wav", far, self.server + "none", "near.wav", status=1)
+            self.assertEqual(["error" in item for item in told], [False, False, True, False])
+            self.assertIn("no such file there", told[2]["error"])
+        self.assertEqual((self.folder / "far.front-album-cover.jpg").read_bytes(), JPEG)
+        (info,) = self.run_json("info", far)
+        self.assertIn({"name": "Title", "value": "Far"}, info["tags"])
+        self.assertEqual((info["frames"], "chunks" in info), (50000, False))
+        self.assertEqual(self.run_host("decode", far, "-o", "-").stdout, samples(200000))
+        piece = self.run_host("decode", far, "-o", "-", "--from", "0.5s", "--to", "40000").stdout
+        self.assertEqual(piece, samples(160000)[4 * 22050 :])
+
+        (info,) = self.run_json("info", self.server + "live")
+        self.assertEqual({"bytes", "frames", "lengthMs"} & set(info), set())
+        piped = self.run_host("decode", self.server + "live", "-o", "-", "--format", "wav").stdout
+        self.assertEqual((piped[4:8], piped[44:]), (b"\xff" * 4, samples(200000)))
+
+        before = self.names()
+        broken = self.run_host("decode", self.server + "broken", "-o", "new.wav", status=1)
+        self.assertIn("the connection stopped", broken.stderr)
+        unreachable = self.run_host("info", "http://127.0.0.1:1/a.wav", status=1)
+        self.assertIn("no connection", unreachable.stderr)
+        self.assertEqual(self.names(), before)
+
+    def test_names_of_outputs(self):
+        cases = [("a/b/take.wav?x=/y.wav#/z.wav", "take"), ("caf%C3%A9%20%31%2.flac", "caf\u00e9 1%2"),
+                 ("", "audio"), ("folder/", "audio"), ("?/x.wav", "audio"), ("..%2f..%5Cx.wav", "_._.._x"),
+                 (".profile", "_profile"), ("..", "_"), ("%00%1b%ff%e2%80%ae.wav", "__\ufffd_"),
+                 ("%C3%A9" * 300, "\u00e9" * 80)]
+        for path, stem in cases:
+            with self.subTest(path=path):
+                self.run_host("decode", self.server + path, "-fo", "out/")
+                self.assertEqual(os.listdir(self.folder / "out"), [stem + ".wav"])
+                (self.folder / "out" / (stem + ".wav")).unlink()
+
+    def test_writing_is_refused(self):
+        self.put_tagged("near.wav", info_list(INAM=b"Near"))
+        before = (self.folder / "near.wav").read_bytes()
+        for arguments in (["tag", "near.wav", self.server + "a.wav?b=c", "Title=x"], ["untag", "-y", self.server],
+                          ["untag", "near.wav", "HTTP://x/a", "Title"], ["tag", "Title=x", "--", self.server]):
+            done = self.run_host(*arguments, status=2)
+            self.assertIn("not to an address", done.stderr)
+        self.assertEqual((self.folder / "near.wav").read_bytes(), before)
 
 
 if __name__ == "__main__":

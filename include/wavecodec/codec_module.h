@@ -141,7 +141,7 @@ typedef struct STNStdReport {
 /** Bits of `STZuOpenDecoder::flags`. */
 enum ZuOpenFlag {
   ZuOpenDecode = 1,     /**< fill the audio information and prepare decoding */
-  ZuOpenPackets = 2,    /**< data will be pushed packet by packet; this module refuses it */
+  ZuOpenPackets = 2,    /**< data will be pushed block by block: `mp3.dll` alone takes it */
   ZuOpenInfo = 4,       /**< fill the audio information */
   ZuOpenTags = 8,       /**< read the tags and return the tag block */
   ZuOpenProperties = 16 /**< return the properties text */
@@ -307,15 +307,21 @@ typedef uint32_t (*ZuOpenFn)(void* instance, STZuOpenDecoder* record);
 typedef uint32_t (*ZuCloseFn)(void* instance, STZuEncoderFluid* fluid);
 
 /**
- * Decodes the next block: whole sample frames, at most 65,536 stored bytes, as they are stored.
+ * Decodes the next block: whole sample frames, at most 65,536 stored bytes, as they are stored. MPEG
+ * data come as the samples that a sub-decoder makes of as many stored bytes, in the format that `Open`
+ * told.
  * @param block out: every field that is not reserved. When nothing was left at the call, only
  *        `positionMs` and `lastBlock` (1) are written; when less than a sample frame was left,
  *        `byteCount` is 0 and `lastBlock` 1.
  * @return 1 on success, also at the end. On failure 0. A failed read does not move the position, so
  *         the call may be repeated.
  *
+ * After an `Open` with flag 2 the block brings data: `byteCount` stored bytes at `data`, cut anywhere,
+ * `lastBlock` 1 with the last of them. What can be decoded of all that came by now takes their place;
+ * there may be nothing yet (`byteCount` 0).
+ *
  * One read of the file a call, into the memory that `data` points at; no allocation after the
- * first.
+ * first. A read from a server waits for it, but not forever: a silent or dripping one ends the call.
  */
 typedef uint32_t (*ZuDecodeBlockFn)(void* instance, STZuAudioBlock* block);
 
@@ -323,8 +329,9 @@ typedef uint32_t (*ZuDecodeBlockFn)(void* instance, STZuAudioBlock* block);
  * Moves to a sample frame of the decode range; the next `DecodeBlock` starts there.
  * @param frames counted from the start of the range. Beyond the end is the end. A negative number
  * counts back from the start of the range, into what lies before it in the file.
- * @return 1 on success. On failure (no open file, a position before the file) 0: the position is as
- * it was.
+ * @return 1 on success. On failure (no open file, a position before the file, a server that gives no
+ * ranges) 0: the position is as it was. A sub-decoder goes on from where it was: what it has decoded
+ * comes first, then it looks for the next frame.
  */
 typedef uint32_t (*ZuSetPositionFn)(void* instance, int64_t frames);
 

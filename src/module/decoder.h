@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "support/xfile.h"
+#include "support/xfile_http_stream.h"
+#include "wave/streaming_decoder.h"
 #include "wave/wave_decoder.h"
 #include "wavecodec/codec_module.h"
 
@@ -20,7 +21,7 @@ class clDecoder {
 
   bool Open(STZuOpenDecoder& record);
   bool Close(STZuEncoderFluid* fluid);
-  bool DecodeBlock(STZuAudioBlock& block) { return WaveDecoder->DecodeBlock(block); }
+  bool DecodeBlock(STZuAudioBlock& block) { return Decoder().DecodeBlock(block); }
   bool SetPosition(int64_t frames);
   bool DeleteATag(const wchar_t* file_name, const wchar_t* names);
   bool Get(const wchar_t* key, STZuCodecGetSet& record);
@@ -30,10 +31,14 @@ class clDecoder {
 
  private:
   void StartFromNothing();
+  bool InitializeDecoder(const STZuOpenDecoder& record);
+  // The decoder of the source that is open.
+  clWaveDecoderCore& Decoder();
 
-  XFile Source;
+  XFileHTTPStream Source;
   const STNStdReport Report;
-  std::optional<clWaveDecoder> WaveDecoder{std::in_place};  // a new one for each source
+  std::optional<clWaveDecoder> WaveDecoder{std::in_place};  // new ones for each source
+  std::optional<clsStreamingwavedecoder> StreamingDecoder{std::in_place};
   int64_t DecodeFrom = 0;                                   // sample frames; for the next Open
   int64_t DecodeTo = -1;                                    // exclusive; -1 is the end of the data
 };

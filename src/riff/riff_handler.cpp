@@ -14,19 +14,10 @@ constexpr size_t kChunkHeaderSize = 8;
 
 }  // namespace
 
-// A walk through the chunks: what is still before it, as the file and as the container header tell
-// it.
-struct clRIFFHandler::Scan {
-  const TraceScope& Trace;
-  int64_t FileSizeLeft = 0;
-  int64_t RiffSizeLeft = 0;
-  size_t Misplaced = 0;  // chunks found where the layout rule does not have them
-
-  void Spend(int64_t bytes) {
-    FileSizeLeft = std::max<int64_t>(0, FileSizeLeft - bytes);
-    RiffSizeLeft = std::max<int64_t>(0, RiffSizeLeft - bytes);
-  }
-};
+void clRIFFHandler::Scan::Spend(int64_t bytes) {
+  FileSizeLeft = std::max<int64_t>(0, FileSizeLeft - bytes);
+  RiffSizeLeft = std::max<int64_t>(0, RiffSizeLeft - bytes);
+}
 
 void clRIFFHandler::DefaultCreate() {
   RiffID = chunk_id::kRiff;
@@ -49,8 +40,9 @@ void clRIFFHandler::CalcAllChunks() {
   DebugLine(Report) << L"Ok";
 }
 
-bool clRIFFHandler::Initialize(XFile& file, const STNStdReport& report) {
+bool clRIFFHandler::Initialize(XFile& file, const STNStdReport& report, RIFFScan extent) {
   Report = report;
+  Extent = extent;
   {
     const TraceScope trace(Report, "Initialize");
     DefaultCreate();
@@ -73,27 +65,47 @@ ptrdiff_t clRIFFHandler::IndexOfChunk(uint32_t id) const {
 bool clRIFFHandler::ScanFile() {
   const TraceScope trace(Report, "ScanFile");
   Planned.reset();
-  Scan scan{.Trace = trace, .FileSizeLeft = File->Size()};
-  if (scan.FileSizeLeft < 0) return trace.Fail(L"Error reading File Size.");
-  if (scan.FileSizeLeft == 0) {
+  Whole = true;
+  Walk = {.FileSizeLeft = File->Size()};
+  if (Walk.FileSizeLeft < 0) return trace.Fail(L"Error reading File Size.");
+  if (Walk.FileSizeLeft == 0) {
     Chunks.Clear();
     return trace.Leave(true);
   }
   DefaultCreate();
   Chunks.Clear();
   if (!File->SetPosition(0)) return trace.Fail(L"Error Setting File Position to 0.");
-  if (!ReadContainerHeader(scan)) return false;
-  while (scan.FileSizeLeft != 0 && scan.RiffSizeLeft != 0) {
-    const int64_t position = File->GetPosition();
-    if (position < 0) return trace.Fail(L"Error reading File Position.");
-    if (!ScanChunk(scan, position)) break;
-  }
-  CompareLayout(scan);
+  if (!ReadContainerHeader(trace) || !ScanChunks(trace)) return false;
+  if (Whole) CompareLayout(trace);
   return trace.Leave(true);
 }
 
-bool clRIFFHandler::ReadContainerHeader(Scan& scan) {
-  const TraceScope& trace = scan.Trace;
+void clRIFFHandler::ScanRest() {
+  const TraceScope trace(Report, "ScanRest");
+  Whole = true;
+  if (!File->SetPosition(RestPosition())) {
+    trace.Error() << L"Error Setting Position.";
+  } else if (ScanChunks(trace)) {
+    CompareLayout(trace);
+    trace.Leave();
+  }
+}
+
+bool clRIFFHandler::ScanChunks(const TraceScope& trace) {
+  while (!Walk.IsAtEnd()) {
+    const int64_t position = File->GetPosition();
+    if (position < 0) return trace.Fail(L"Error reading File Position.");
+    const bool stops_behind_data = Extent != RIFFScan::Everything && !Walk.PassedData;
+    if (!ScanChunk(position, trace)) break;
+    if (stops_behind_data && Walk.PassedData) {
+      Whole = Walk.IsAtEnd();
+      break;
+    }
+  }
+  return true;
+}
+
+bool clRIFFHandler::ReadContainerHeader(const TraceScope& trace) {
   std::array<uint8_t, kContainerHeaderSize> header{};
   if (File->ReadSmall(header.data(), header.size()) < header.size()) {
     return trace.Fail(L"Error: File too small for RIFF.");
@@ -115,66 +127,77 @@ bool clRIFFHandler::ReadContainerHeader(Scan& scan) {
   RiffID = id;
   FormType = form;
   RiffSize = StoredRiffSize = size;
-  scan.FileSizeLeft -= static_cast<int64_t>(kContainerHeaderSize);
-  scan.RiffSizeLeft = size >= 4 ? int64_t{size} - 4 : 0;
-  if (scan.RiffSizeLeft != scan.FileSizeLeft) {
+  Walk.FileSizeLeft -= static_cast<int64_t>(kContainerHeaderSize);
+  Walk.RiffSizeLeft = size >= 4 ? int64_t{size} - 4 : 0;
+  if (Walk.RiffSizeLeft != Walk.FileSizeLeft && File->Size() != XFile::kUnknownSize) {
     trace.Info() << L"Warning 'RiffSizeLeft != FileSizeLeft' must be extra data on end of file.";
   }
   return true;
 }
 
 // Takes in the chunk at the file's position and moves behind it. False ends the walk.
-bool clRIFFHandler::ScanChunk(Scan& scan, int64_t position) {
-  const TraceScope& trace = scan.Trace;
+bool clRIFFHandler::ScanChunk(int64_t position, const TraceScope& trace) {
   std::array<uint8_t, kChunkHeaderSize> header{};
   if (File->ReadSmall(header.data(), header.size()) < header.size()) {
-    if (scan.RiffSizeLeft > static_cast<int64_t>(kChunkHeaderSize)) {
+    if (Walk.RiffSizeLeft > static_cast<int64_t>(kChunkHeaderSize)) {
       trace.Error() << L"File error reading chunk.";
     }
     return false;
   }
-  scan.Spend(static_cast<int64_t>(kChunkHeaderSize));
+  Walk.Spend(static_cast<int64_t>(kChunkHeaderSize));
   const uint32_t id = ReadU32LE(header.data());
   const uint32_t claimed_size = ReadU32LE(header.data() + 4);
   trace.Debug() << L"  Got Chunk '" << [&] { return RIFFChnkID2CHR(id); } << L"'  Length: "
-                << claimed_size << L"  RiffSizeLeft: " << scan.RiffSizeLeft << L"  ChunkPosition: "
+                << claimed_size << L"  RiffSizeLeft: " << Walk.RiffSizeLeft << L"  ChunkPosition: "
                 << position;
   StoredLastSize = claimed_size;
-  const uint64_t size = CutToBounds(id, claimed_size, scan);
-  if (position != Chunks.EndPosition()) ++scan.Misplaced;
+  uint64_t size = CutToBounds(id, claimed_size, trace);
+  if (IsKept(id, size)) {
+    size = static_cast<uint64_t>(File->KeepAhead(static_cast<int64_t>(size)));
+  }
+  if (position != Chunks.EndPosition()) ++Walk.Misplaced;
   Chunks.Append(id, size);
+  Walk.PassedData = Walk.PassedData || id == chunk_id::kData;
   const auto skip = static_cast<int64_t>(size + size % 2);
   if (!File->SetPosition(skip, ENXFilePos::Current)) {
     trace.Error() << L"Error Setting Position.";
     return false;
   }
-  scan.Spend(skip);
+  Walk.Spend(skip);
   return true;
 }
 
 // The size that a chunk really has: what it claims, as far as the file goes.
-uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const Scan& scan) const {
-  if (size > scan.RiffSizeLeft) {
-    scan.Trace.Info() << L"Warning Chunk is out of RIFF area (but still inside file).";
-  } else if (size > scan.FileSizeLeft) {
-    scan.Trace.Error() << L"Error Chunk is out of file.";
+uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const TraceScope& trace) const {
+  if (size > Walk.RiffSizeLeft) {
+    trace.Info() << L"Warning Chunk is out of RIFF area (but still inside file).";
+  } else if (size > Walk.FileSizeLeft) {
+    trace.Error() << L"Error Chunk is out of file.";
   }
-  const auto left = static_cast<uint64_t>(scan.FileSizeLeft);
+  const auto left = static_cast<uint64_t>(Walk.FileSizeLeft);
   const bool runs_to_the_end = size == kRF64SizeMark && CompareID(id, chunk_id::kData, true) &&
                                CompareID(RiffID, chunk_id::kRf64, true);
   return runs_to_the_end ? left : std::min<uint64_t>(size, left);
 }
 
-void clRIFFHandler::CompareLayout(Scan& scan) {
+// True for the chunks that are read after the walk.
+bool clRIFFHandler::IsKept(uint32_t id, uint64_t size) const {
+  constexpr uint64_t kLargestAudioChunk = 128 * 1024;  // no `fmt ` or `fact` in use is as large
+  if (Extent == RIFFScan::Everything || CompareID(id, chunk_id::kData, true)) return false;
+  if (Extent == RIFFScan::AudioAndTags) return !IsPaddingID(id);
+  return (id == chunk_id::kFmt || id == chunk_id::kFact) && size <= kLargestAudioChunk;
+}
+
+void clRIFFHandler::CompareLayout(const TraceScope& trace) {
   const uint64_t stored_size = RiffSize;
   CalcAllChunks();
   if (RiffSize != stored_size && !CompareID(RiffID, chunk_id::kRf64, true) &&
       stored_size % 2 == 0) {
-    scan.Trace.Info() << L"Error calculated total RIFF chunk size differs from file.";
+    trace.Info() << L"Error calculated total RIFF chunk size differs from file.";
   }
-  for (; scan.Misplaced > 0; --scan.Misplaced) {
-    scan.Trace.Error() << L"Error calculated sub-chunk ChunkPosition differs from file.";
-    scan.Trace.Error() << L"Error calculated sub-chunk FileDataPosition differs from file.";
+  for (; Walk.Misplaced > 0; --Walk.Misplaced) {
+    trace.Error() << L"Error calculated sub-chunk ChunkPosition differs from file.";
+    trace.Error() << L"Error calculated sub-chunk FileDataPosition differs from file.";
   }
 }
 

@@ -15,6 +15,16 @@
 
 namespace wavecodec {
 
+class TraceScope;
+
+// How far a first scan goes, and what it has the source keep: one that can only be read forwards
+// stops in front of the audio.
+enum class RIFFScan {
+  Everything,  // all chunks
+  Audio,       // up to `data`; keeps what describes the audio
+  AudioAndTags // up to `data`; keeps every chunk that means something
+};
+
 // Tolerant on purpose: a damaged file is reported and then read as far as it makes sense. No size
 // in the file is believed beyond what the file has left.
 class clRIFFHandler {
@@ -23,9 +33,14 @@ class clRIFFHandler {
 
   // Scans `file`, which must stay open as long as the handler is used. True when the table is
   // usable.
-  bool Initialize(XFile& file, const STNStdReport& report);
+  bool Initialize(XFile& file, const STNStdReport& report, RIFFScan extent = RIFFScan::Everything);
   // Walks the chunks of the file anew. Fails only when there is no size or no RIFF Wave header.
   bool ScanFile();
+  // False when the scan stopped at `data` and there are bytes behind it, at RestPosition.
+  [[nodiscard]] bool IsWhole() const { return Whole; }
+  [[nodiscard]] int64_t RestPosition() const { return Chunks.EndPosition(); }
+  // Walks the chunks behind `data`, where a first scan stopped.
+  void ScanRest();
   // Back to an empty container without a file.
   void Destroy();
 
@@ -75,14 +90,26 @@ class clRIFFHandler {
   bool WriteChunkHeaders();
 
  private:
-  struct Scan;
+  // A walk through the chunks: what is still before it, as the file and as the container header
+  // tell it.
+  struct Scan {
+    int64_t FileSizeLeft = 0;
+    int64_t RiffSizeLeft = 0;
+    size_t Misplaced = 0;     // chunks found where the layout rule does not have them
+    bool PassedData = false;
+
+    void Spend(int64_t bytes);
+    [[nodiscard]] bool IsAtEnd() const { return FileSizeLeft == 0 || RiffSizeLeft == 0; }
+  };
 
   void DefaultCreate();
   void CalcAllChunks();
-  bool ReadContainerHeader(Scan& scan);
-  bool ScanChunk(Scan& scan, int64_t position);
-  [[nodiscard]] uint64_t CutToBounds(uint32_t id, uint32_t size, const Scan& scan) const;
-  void CompareLayout(Scan& scan);
+  bool ReadContainerHeader(const TraceScope& trace);
+  bool ScanChunks(const TraceScope& trace);
+  bool ScanChunk(int64_t position, const TraceScope& trace);
+  [[nodiscard]] uint64_t CutToBounds(uint32_t id, uint32_t size, const TraceScope& trace) const;
+  [[nodiscard]] bool IsKept(uint32_t id, uint64_t size) const;
+  void CompareLayout(const TraceScope& trace);
 
   RIFFChunkPlan& Plan();
   [[nodiscard]] bool IsUnfinished(size_t data) const;
@@ -104,6 +131,9 @@ class clRIFFHandler {
 
   XFile* File = nullptr;
   STNStdReport Report{};
+  RIFFScan Extent = RIFFScan::Everything;
+  Scan Walk;
+  bool Whole = true;
   uint32_t RiffID = chunk_id::kRiff;
   uint32_t FormType = chunk_id::kWave;
   uint64_t RiffSize = 0;

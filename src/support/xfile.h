@@ -71,6 +71,13 @@ class XFile {
   // before, or towards the end. The file's size changes with it.
   [[nodiscard]] bool Shuffle(int64_t from, int64_t delta);
 
+  // What a stream tells as its size whose end is not known yet.
+  static constexpr int64_t kUnknownSize = int64_t{1} << 62;
+
+  // Announces that the next `count` bytes will be read later, after others. A source that cannot go
+  // back takes them in now. Returns how many of them there are, as far as that can be told.
+  [[nodiscard]] virtual int64_t KeepAhead(int64_t count) { return count; }
+
   // Where the open file lies now, links resolved, in the bytes of the system; "" when it lies
   // nowhere (it was removed) or that cannot be told.
   [[nodiscard]] virtual std::string PathOnDisk() const;

@@ -7,7 +7,6 @@
 #include "module/report/std_report.h"
 #include "riff/chunk_id.h"
 #include "support/byte_order.h"
-#include "support/module_folder.h"
 #include "support/saturating.h"
 
 namespace wavecodec {
@@ -16,7 +15,6 @@ namespace {
 constexpr int64_t kBlockSize = 65536;  // stored bytes of a block at most
 constexpr uint64_t kSmallestFmt = 14;  // a WAVEFORMAT
 constexpr uint64_t kLargestFmt = 128000;
-constexpr wchar_t kSubDecoderFile[] = L"mp3.dll";
 
 int32_t BitRate(const XAudioWFX& format) {
   return static_cast<int32_t>(format.AvgBytesPerSec() * 8);
@@ -25,7 +23,7 @@ int32_t BitRate(const XAudioWFX& format) {
 }  // namespace
 
 bool clWaveDecoderCore::Initialize(const STNStdReport& report, int64_t decode_from,
-                                   int64_t decode_to) {
+                                   int64_t decode_to, RIFFScan extent) {
   Report = report;
   {
     const TraceScope trace(Report, "Initialize");
@@ -33,13 +31,13 @@ bool clWaveDecoderCore::Initialize(const STNStdReport& report, int64_t decode_fr
     DecodeTo = decode_to;
     trace.Leave();
   }
-  return Riff.Initialize(Source, Report);
+  return Riff.Initialize(Source, Report, extent);
 }
 
 bool clWaveDecoder::Initialize(const XFile& file, const STNStdReport& report, int64_t decode_from,
                                int64_t decode_to) {
   File.Share(file);
-  return clWaveDecoderCore::Initialize(report, decode_from, decode_to);
+  return clWaveDecoderCore::Initialize(report, decode_from, decode_to, RIFFScan::Everything);
 }
 
 bool clWaveDecoderCore::PullOutFMTnDATA() {
@@ -140,11 +138,16 @@ bool clWaveDecoderCore::PrepareToDecodeAudio(STZuAudioInfo& info) {
   if (!PullOutFMTnDATA()) return false;
   InputBuffer.Assign(FileWFX);
   const int tag = FileWFX.FormatTag();
-  if (tag == WaveFormatMPEG || tag == WaveFormatMPEGLayer3) {
-    DebugLine(Report) << L"Loading mp3 Sub-Decoder";
-    const XStr path = ModuleFolder() + kSubDecoderFile;
-    return trace.Fail(L"Error loading external Decoder '", path, L"'");
-  }
+  const bool is_mpeg = tag == WaveFormatMPEG || tag == WaveFormatMPEGLayer3;
+  if (!(is_mpeg ? LoadExternalDecoder(trace) : CreateConverter(trace))) return false;
+  DebugLine(Report) << L"Setting Position in File";
+  if (!MoveTo(CalcDecodeFrom())) return trace.Fail(L"Error SetPosition returned false.");
+  if (UseExternalDecoder && !InitializeExternalDecoder()) return false;
+  OutWFX.CopyTo(info.format);
+  return trace.Leave(true);
+}
+
+bool clWaveDecoderCore::CreateConverter(const TraceScope& trace) {
   DebugLine(Report) << L"Calling ACMDecoder.CreateNewConverter";
   if (!Converter.CreateNewConverter(FileWFX, true)) {
     return trace.Fail(L"Error Cannot Create Wave Decoder (", CodecName(FileWFX.WFXFormatTag()),
@@ -153,10 +156,7 @@ bool clWaveDecoderCore::PrepareToDecodeAudio(STZuAudioInfo& info) {
   DebugLine(Report) << L"Compressed WFX (on file): " << [&] { return FileWFX.WFXToString(); };
   OutWFX = Converter.GetWFXOut();
   DebugLine(Report) << L"Uncompressed WFX (sent to zu): " << [&] { return OutWFX.WFXToString(); };
-  DebugLine(Report) << L"Setting Position in File";
-  if (!MoveTo(CalcDecodeFrom())) return trace.Fail(L"Error SetPosition returned false.");
-  OutWFX.CopyTo(info.format);
-  return trace.Leave(true);
+  return true;
 }
 
 bool clWaveDecoderCore::ReadDataBlock() {
@@ -172,7 +172,10 @@ bool clWaveDecoderCore::ReadDataBlock() {
     ErrorLine(Report, kName) << L"Error allocating decoding buffer.";
     return false;
   }
-  if (Source.Read(InputBuffer.BufferStart(), bytes) != bytes) {
+  const size_t got = Source.Read(InputBuffer.BufferStart(), bytes);
+  if (got != bytes) {
+    // Where nobody knows how long the source is, its end is no fault.
+    if (Source.Size() == XFile::kUnknownSize) return EndAfter(static_cast<uint32_t>(got));
     ErrorLine(Report, kName) << L"Error reading data from file.";
     // A later call must not take the bytes behind a failed read for the next ones.
     static_cast<void>(Source.SetPosition(ReadPosition));
@@ -184,20 +187,23 @@ bool clWaveDecoderCore::ReadDataBlock() {
   return true;
 }
 
+// The source has ended earlier than its header tells, `bytes` bytes into the input buffer.
+bool clWaveDecoderCore::EndAfter(uint32_t bytes) {
+  const auto whole = static_cast<uint32_t>(FileWFX.BlockAlignBuffer(bytes));
+  InputBuffer.SetUsedByte(whole);
+  BytesLeft = 0;
+  ReadPosition += whole;
+  return true;
+}
+
 bool clWaveDecoderCore::DecodeBlock(STZuAudioBlock& block) {
   block.positionMs =
       static_cast<uint64_t>(FileWFX.CalcmsTime(SaturatingSub(ReadPosition, CalcDecodeFrom())));
-  if (BytesLeft == 0) {
+  if (BytesLeft == 0 && PendingBytes == 0) {
     block.lastBlock = 1;
     return true;
   }
-  if (!ReadDataBlock()) return false;
-  if (!Converter.ConvertData(InputBuffer, true, BytesLeft == 0, true)) {
-    ErrorLine(Report, "DecodeBlock") << L"Error cannot decode data, audio file corrupt?";
-    return false;
-  }
-  block.data = Converter.Buffer().BufferStart();
-  block.byteCount = Converter.Buffer().GetUsedByte();
+  if (!(UseExternalDecoder ? DecodeExternally(block) : Convert(block))) return false;
   OutWFX.CopyTo(block.format);
   block.bitRate = BitRate(FileWFX);
   block.blockMs = static_cast<uint64_t>(OutWFX.CalcmsTime(block.byteCount));
@@ -205,9 +211,20 @@ bool clWaveDecoderCore::DecodeBlock(STZuAudioBlock& block) {
   return true;
 }
 
+bool clWaveDecoderCore::Convert(STZuAudioBlock& block) {
+  if (!ReadDataBlock()) return false;
+  if (!Converter.ConvertData(InputBuffer, true, BytesLeft == 0, true)) {
+    ErrorLine(Report, "DecodeBlock") << L"Error cannot decode data, audio file corrupt?";
+    return false;
+  }
+  block.data = Converter.Buffer().BufferStart();
+  block.byteCount = Converter.Buffer().GetUsedByte();
+  return true;
+}
+
 // The next read starts at `position`; on failure nothing has moved.
 bool clWaveDecoderCore::MoveTo(int64_t position) {
-  if (!Source.SetPosition(position)) return false;
+  if (!MoveSource(position)) return false;
   ReadPosition = position;
   BytesLeft = std::max<int64_t>(0, SaturatingSub(CalcDecodeTo(), position));
   return true;
@@ -220,10 +237,13 @@ bool clWaveDecoderCore::SetPosition(int64_t frames) {
   return false;
 }
 
-void clWaveDecoderCore::Close(STZuEncoderFluid* /*fluid*/) {
+void clWaveDecoderCore::Close(STZuEncoderFluid* fluid) {
   const TraceScope trace(Report, "Close");
   Riff.Destroy();
   Source.Close();
+  if (UseExternalDecoder) static_cast<void>(SubDecoder.Close(fluid));
+  PendingData = nullptr;
+  PendingBytes = 0;
   trace.Leave();
 }
 

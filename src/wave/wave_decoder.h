@@ -11,6 +11,7 @@
 #include "tags/set/tag_set.h"
 #include "wave/audio_buffer.h"
 #include "wave/sample_converter.h"
+#include "wave/sub_decoder.h"
 #include "wave/wave_format.h"
 #include "wavecodec/codec_module.h"
 
@@ -44,7 +45,7 @@ class clWaveDecoderCore {
   // Makes ready for DecodeBlock at the start of the range; puts the decoded format into `info`.
   bool PrepareToDecodeAudio(STZuAudioInfo& info);
   // Delivers the next block: at most 64 KiB of whole frames, by pointer, with one read of the
-  // source.
+  // source. MPEG data come as the sub-decoder gives them: the samples of 64 KiB.
   bool DecodeBlock(STZuAudioBlock& block);
   // Moves to a sample frame of the decode range. On failure nothing has moved.
   bool SetPosition(int64_t frames);
@@ -60,15 +61,33 @@ class clWaveDecoderCore {
  protected:
   // `source` lies in the derived object and is opened by it.
   explicit clWaveDecoderCore(XFile& source) noexcept : Source(source) {}
-  ~clWaveDecoderCore() = default;
+  virtual ~clWaveDecoderCore() = default;
 
   // Stores report and range (sample frames; to -1 is the end) and scans the open source.
-  bool Initialize(const STNStdReport& report, int64_t decode_from, int64_t decode_to);
+  bool Initialize(const STNStdReport& report, int64_t decode_from, int64_t decode_to,
+                  RIFFScan extent);
+
+  // Makes the chunk table whole before tags are read, as far as the source allows.
+  virtual void FindAllChunks() {}
+  // Makes `position` the place where audio is read next. On failure nothing has moved.
+  virtual bool MoveSource(int64_t position) { return Source.SetPosition(position); }
+  // True when the properties list the chunks, which a whole table takes.
+  [[nodiscard]] virtual bool ListsChunks() const { return true; }
+
+  STNStdReport Report{};
+  clRIFFHandler Riff;
 
  private:
   bool ReadFormat(const STRIFFChunk& fmt, const TraceScope& trace);
   void ReadFact(const TraceScope& trace);
   bool ReadDataBlock();
+  bool EndAfter(uint32_t bytes);
+  bool LoadExternalDecoder(const TraceScope& trace);
+  bool CreateConverter(const TraceScope& trace);
+  bool InitializeExternalDecoder();
+  bool ExternalDecodeData();
+  bool DecodeExternally(STZuAudioBlock& block);
+  bool Convert(STZuAudioBlock& block);
   bool MoveTo(int64_t position);
   [[nodiscard]] int64_t PositionOfFrame(int64_t frames) const;
   [[nodiscard]] std::string SampleCountText() const;
@@ -78,8 +97,6 @@ class clWaveDecoderCore {
   void ReportProperties() const;
 
   XFile& Source;
-  STNStdReport Report{};
-  clRIFFHandler Riff;
   XMem FmtBytes;  // the `fmt ` chunk's body; not empty once the format is known
   XAudioWFX FileWFX;
   XAudioWFX OutWFX;
@@ -89,6 +106,10 @@ class clWaveDecoderCore {
   XMem Properties;
   XAudioACMDecoder Converter;
   XAudioBufferNew InputBuffer;
+  clZuDecoder SubDecoder;
+  bool UseExternalDecoder = false;  // the stored data go to the sub-decoder
+  const void* PendingData = nullptr;  // decoded by it and not handed out yet; its memory
+  uint32_t PendingBytes = 0;
   int64_t DecodeFrom = 0;
   int64_t DecodeTo = kToTheEnd;
   int64_t DataStart = 0;

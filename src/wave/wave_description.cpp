@@ -49,6 +49,7 @@ class PropertyList {
 const XMem& clWaveDecoderCore::ReadIDTags(XStr& kinds) {
   const TraceScope trace(Report, "ReadIDTags");
   TagBlock.Free();
+  FindAllChunks();
   if (!PullOutFMTnDATA()) return TagBlock;
   const WaveTagSources sources = InternalReadTags(Source, Riff, Tags, Report);
   AppendTagKinds(kinds, sources);
@@ -116,14 +117,16 @@ const XMem* clWaveDecoderCore::FillAudioProps(const XStr& tag_kinds) {
   list.Add("Wave Header", GetWaveHeader(FileWFX, fmt ? fmt->ChunkSize : 0));
   list.Add("Channel Mapping", GetChannelString(FileWFX));
   list.AddUnlessEmpty("Sample Count", SampleCountText());
-  list.Add(kRiffChunks, {});
+  if (ListsChunks()) list.Add(kRiffChunks, {});
   list.AddUnlessEmpty("ID Tag", kinds);
   list.AddUnlessEmpty("Contains", ContainsText(kinds));
   list.Add("Gapless", GetGapless(FileWFX));
 
   // The chunks of a file can be so many that their text is only made where it goes.
   size_t chunks_length = 0;
-  TellRiffChunks([&](std::string_view text) { chunks_length += text.size(); });
+  if (ListsChunks()) {
+    TellRiffChunks([&](std::string_view text) { chunks_length += text.size(); });
+  }
   if (!Properties.SetSize(list.BlockSize() + 2 * chunks_length)) throw std::bad_alloc();
   TagBlockWriter writer(Properties.Data());
   for (const PropertyList::Property& property : list.All()) {
