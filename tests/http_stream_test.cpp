@@ -169,7 +169,7 @@ std::string Get(const std::vector<Reply>& replies, size_t block) {
   const Server server(replies);
   XFileHTTPStream stream;
   if (!OpenFrom(server, stream)) return "!";
-  const std::string all = TakeAll(stream, block);
+  std::string all = TakeAll(stream, block);
   const auto size = static_cast<int64_t>(all.size());
   EXPECT_EQ(stream.GetPosition(), size);
   EXPECT_EQ(stream.IsEOF(), stream.Size() == 0 || stream.Size() == size);

@@ -78,7 +78,9 @@ uint32_t Open(void* instance, STZuOpenDecoder* record) {
   return instance != NULL && memcmp(record, &packets, sizeof packets) == 0 ? OPENED : 0;
 }
 
-uint32_t Close(void* instance, STZuEncoderFluid* fluid) { return instance != NULL && fluid == NULL; }
+uint32_t Close(void* instance, STZuEncoderFluid* fluid) {
+  return instance != NULL && fluid == NULL;
+}
 
 /* 'F' fails, 'E' and 'N' give nothing yet; else eight bytes: the first of the block, whether it is the
  * last, its size, and the length of the path that the module was told. */

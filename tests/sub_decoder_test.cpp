@@ -47,7 +47,8 @@ class StubFolder {
 std::string MpegFile(const std::string& letters) {
   std::string data;
   for (const char letter : letters) {
-    data += letter + std::string((data.size() / kBlock + 1 < letters.size() ? kBlock : 100) - 1, '.');
+    data +=
+        letter + std::string((data.size() / kBlock + 1 < letters.size() ? kBlock : 100) - 1, '.');
   }
   const std::string fmt = LE(85, 2) + LE(1, 2) + LE(8000, 4) + LE(1000, 4) + LE(1, 2) + LE(0, 2);
   return Riff(Chunk("fmt ", fmt) + Chunk("data", data));
@@ -92,7 +93,8 @@ TEST(SubDecoder, FeedsUntilTheFirstData) {
       {"complete", "ABF", "AB!", ""},
       {"complete", "F", "", kDecodingFails},
       {"complete", "EF", "", kDecodingFails},
-      {"create_fails", "A", "", "Error creating external Decoder.  [InitializeExternalDecoder]\r\n"},
+      {"create_fails", "A", "",
+       "Error creating external Decoder.  [InitializeExternalDecoder]\r\n"},
       {"open_fails", "A", "", "Error opening external Decoder.  [InitializeExternalDecoder]\r\n"},
   };
   for (const auto& c : cases) {

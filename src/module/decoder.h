@@ -39,8 +39,8 @@ class clDecoder {
   const STNStdReport Report;
   std::optional<clWaveDecoder> WaveDecoder{std::in_place};  // new ones for each source
   std::optional<clsStreamingwavedecoder> StreamingDecoder{std::in_place};
-  int64_t DecodeFrom = 0;                                   // sample frames; for the next Open
-  int64_t DecodeTo = -1;                                    // exclusive; -1 is the end of the data
+  int64_t DecodeFrom = 0;  // sample frames; for the next Open
+  int64_t DecodeTo = -1;   // exclusive; -1 is the end of the data
 };
 
 }  // namespace wavecodec

@@ -182,7 +182,8 @@ uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const TraceScope
 
 // True for the chunks that are read after the walk.
 bool clRIFFHandler::IsKept(uint32_t id, uint64_t size) const {
-  constexpr uint64_t kLargestAudioChunk = 128 * 1024;  // no `fmt ` or `fact` in use is as large
+  constexpr uint64_t kLargestAudioChunk = uint64_t{128}
+                                          << 10;  // no `fmt ` or `fact` in use is as large
   if (Extent == RIFFScan::Everything || CompareID(id, chunk_id::kData, true)) return false;
   if (Extent == RIFFScan::AudioAndTags) return !IsPaddingID(id);
   return (id == chunk_id::kFmt || id == chunk_id::kFact) && size <= kLargestAudioChunk;

@@ -20,9 +20,9 @@ class TraceScope;
 // How far a first scan goes, and what it has the source keep: one that can only be read forwards
 // stops in front of the audio.
 enum class RIFFScan {
-  Everything,  // all chunks
-  Audio,       // up to `data`; keeps what describes the audio
-  AudioAndTags // up to `data`; keeps every chunk that means something
+  Everything,   // all chunks
+  Audio,        // up to `data`; keeps what describes the audio
+  AudioAndTags  // up to `data`; keeps every chunk that means something
 };
 
 // Tolerant on purpose: a damaged file is reported and then read as far as it makes sense. No size
@@ -95,7 +95,7 @@ class clRIFFHandler {
   struct Scan {
     int64_t FileSizeLeft = 0;
     int64_t RiffSizeLeft = 0;
-    size_t Misplaced = 0;     // chunks found where the layout rule does not have them
+    size_t Misplaced = 0;  // chunks found where the layout rule does not have them
     bool PassedData = false;
 
     void Spend(int64_t bytes);

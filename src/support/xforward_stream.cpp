@@ -75,7 +75,8 @@ size_t XForwardStream::Receive(void* buffer, size_t count) {
 int64_t XForwardStream::KeepAhead(int64_t count) {
   // Twice the largest ID3v2 tag. What is not kept is asked for again when it is wanted.
   constexpr size_t kMostKept = size_t{512} << 20;
-  constexpr size_t kPiece = 64 * 1024;  // memory grows with what arrives, not with what is claimed
+  constexpr size_t kPiece = size_t{64}
+                            << 10;  // memory grows with what arrives, not with what is claimed
   const int64_t position = GetPosition();
   if (Stream == nullptr || !Reach(position)) return 0;
   if (static_cast<uint64_t>(count) > kMostKept - KeptLength) return count;
@@ -101,8 +102,7 @@ bool XForwardStream::JumpTo(int64_t position) {
 
 bool XForwardStream::MoveTo(int64_t position) {
   if (Stream == nullptr) return false;
-  const bool reads_on =
-      LooksAhead && !Stream->IsSeekable() && position > Stream->GetPosition();
+  const bool reads_on = LooksAhead && !Stream->IsSeekable() && position > Stream->GetPosition();
   if (!(reads_on ? SkipTo(position) : Stream->SetPosition(position))) return false;
   LooksAhead = false;
   Kept.Free();

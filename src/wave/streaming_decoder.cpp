@@ -16,7 +16,8 @@ void clsStreamingwavedecoder::FindAllChunks() {
   if (Stream.IsSeekable() && Stream.JumpTo(Riff.RestPosition())) {
     Riff.ScanRest();
   } else {
-    InfoLine(Report, "ReadIDTags") << L"Warning chunks behind 'data' cannot be read from the server.";
+    InfoLine(Report, "ReadIDTags")
+        << L"Warning chunks behind 'data' cannot be read from the server.";
   }
 }
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "support/xforward_stream.h"
 #include "support/xfile_http_stream.h"
+#include "support/xforward_stream.h"
 #include "wave/wave_decoder.h"
 
 namespace wavecodec {

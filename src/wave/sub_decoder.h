@@ -22,8 +22,8 @@ class XDLL {
 
  protected:
   // Null when the library cannot be loaded. The names' underscores are those of the interface.
-  static void* _Load(const wchar_t* path);                    // NOLINT(bugprone-reserved-identifier)
-  static void* _GetProc(void* library, const char* name);     // NOLINT(bugprone-reserved-identifier)
+  static void* _Load(const wchar_t* path);                 // NOLINT(bugprone-reserved-identifier)
+  static void* _GetProc(void* library, const char* name);  // NOLINT(bugprone-reserved-identifier)
 
   void* Library = nullptr;
 };

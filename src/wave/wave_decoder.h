@@ -107,7 +107,7 @@ class clWaveDecoderCore {
   XAudioACMDecoder Converter;
   XAudioBufferNew InputBuffer;
   clZuDecoder SubDecoder;
-  bool UseExternalDecoder = false;  // the stored data go to the sub-decoder
+  bool UseExternalDecoder = false;    // the stored data go to the sub-decoder
   const void* PendingData = nullptr;  // decoded by it and not handed out yet; its memory
   uint32_t PendingBytes = 0;
   int64_t DecodeFrom = 0;
