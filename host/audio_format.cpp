@@ -59,8 +59,9 @@ bool IsStoredAsDelivered(const STZuAudioInfo& info) {
 bool HasKnownLength(const std::string& source, const STZuAudioInfo& info) {
   constexpr uint64_t kUnknown = 0xFFFFFFFF;  // less what is no whole block
   constexpr uint64_t kLargestBlock = 0xFFFF;
+  constexpr uint64_t kMoreThanAnything = uint64_t{1} << 60;  // all there will be, in RF64
   const bool is_mark = info.lengthBytes <= kUnknown && info.lengthBytes > kUnknown - kLargestBlock;
-  return !is_mark || !IsAddress(source);
+  return (!is_mark && info.lengthBytes < kMoreThanAnything) || !IsAddress(source);
 }
 
 uint64_t WholeFrames(const WAVEFORMATEXTENSIBLE& format, uint64_t bytes) {

@@ -60,7 +60,7 @@ bool clMP3Decoder::SetUp() {
 }
 
 bool clMP3Decoder::StartStream() {
-  TailBytes = 0;
+  Fed = 0;
   return mpg123_open_feed(Handle.get()) == MPG123_OK;
 }
 
@@ -100,7 +100,7 @@ bool clMP3Decoder::Feed(const uint8_t* bytes, size_t count) {
   if (mpg123_feed(Handle.get(), bytes, count) != MPG123_OK) {
     return Fail(mpg123_strerror(Handle.get()));
   }
-  if (!HasFrame()) KeepTail(bytes, count);
+  KeepTail(bytes, count);
   return true;
 }
 
@@ -124,18 +124,27 @@ bool clMP3Decoder::Decode(const uint8_t* bytes, size_t count) {
 
 // Behind a kilobyte of damage the library gives up, and a player ends. Starting anew with what it
 // has not looked at finds the next frame, and no false one in a long piece of something else: two
-// in a row have to fit each other.
+// in a row have to fit each other. Looking for the second one, it may have waited for this block
+// with the end of the one before.
 bool clMP3Decoder::SearchOn(const uint8_t*& bytes, size_t& count) {
   const std::string reason = mpg123_strerror(Handle.get());
   long left = 0;
   if (mpg123_errcode(Handle.get()) != MPG123_RESYNC_FAIL ||
       mpg123_getstate(Handle.get(), MPG123_BUFFERFILL, &left, nullptr) != MPG123_OK ||
-      static_cast<size_t>(left) >= count) {
+      static_cast<size_t>(left) >= Fed) {
     return Fail(reason);
   }
   InfoLine(Report, "DecodeBlock") << L"Warning: skipping bytes that are no MPEG audio.";
-  bytes += count - static_cast<size_t>(left);
-  count = static_cast<size_t>(left);
+  const auto rest = static_cast<size_t>(left);
+  if (rest > count) {
+    const uint8_t* const end = Tail.data() + TailBytes();
+    Rest.assign(end - std::min(rest, TailBytes()), end);
+    bytes = Rest.data();
+    count = Rest.size();
+  } else {
+    bytes += count - rest;
+    count = rest;
+  }
   return StartStream() ? Feed(bytes, count) : Fail(mpg123_strerror(Handle.get()));
 }
 
@@ -143,8 +152,8 @@ bool clMP3Decoder::SearchOn(const uint8_t*& bytes, size_t& count) {
 // that ends where the stream ends gets its own header as the next one.
 bool clMP3Decoder::DecodeLast() {
   if (HasFrame()) return true;
-  for (size_t at = 0; at + kFrameHeaderBytes <= TailBytes; ++at) {
-    if (FrameLength(&Tail[at]) != TailBytes - at) continue;
+  for (size_t at = 0; at + kFrameHeaderBytes <= TailBytes(); ++at) {
+    if (FrameLength(&Tail[at]) != TailBytes() - at) continue;
     const auto header = std::to_array({Tail[at], Tail[at + 1], Tail[at + 2], Tail[at + 3]});
     return Decode(header.data(), header.size());
   }
@@ -176,10 +185,10 @@ bool clMP3Decoder::GrowOutput() {
 
 void clMP3Decoder::KeepTail(const uint8_t* bytes, size_t count) {
   const size_t taken = std::min(count, Tail.size());
-  const size_t kept = std::min(TailBytes, Tail.size() - taken);
-  std::memmove(Tail.data(), Tail.data() + (TailBytes - kept), kept);
+  const size_t kept = std::min(TailBytes(), Tail.size() - taken);
+  std::memmove(Tail.data(), Tail.data() + (TailBytes() - kept), kept);
   std::memcpy(Tail.data() + kept, bytes + (count - taken), taken);
-  TailBytes = kept + taken;
+  Fed += count;
 }
 
 void clMP3Decoder::Describe(STZuAudioBlock& block) {

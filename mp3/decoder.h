@@ -3,11 +3,13 @@
 
 #include <mpg123.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "mp3/frame_length.h"
 #include "support/xmem.h"
@@ -51,6 +53,9 @@ class clMP3Decoder {
   bool GrowOutput();
   void Describe(STZuAudioBlock& block);
   void KeepTail(const uint8_t* bytes, size_t count);
+  [[nodiscard]] size_t TailBytes() const {
+    return static_cast<size_t>(std::min<uint64_t>(Fed, Tail.size()));
+  }
   [[nodiscard]] bool HasFrame() const { return mpg123_spf(Handle.get()) > 0; }
   [[nodiscard]] bool FormatIsKnown() const { return Rate != 0; }
   bool Fail(std::string_view reason) const;
@@ -65,9 +70,9 @@ class clMP3Decoder {
   uint16_t Channels = 0;
   int32_t BitRate = 0;  // of the frame that was decoded last
 
-  // The last bytes of a stream in which no frame was found yet.
-  std::array<uint8_t, kLongestFrame> Tail{};
-  size_t TailBytes = 0;
+  uint64_t Fed = 0;                           // bytes since the library started
+  std::array<uint8_t, kLongestFrame> Tail{};  // the last of them
+  std::vector<uint8_t> Rest;                  // of Tail, when the library starts anew with it
 };
 
 }  // namespace wavecodec

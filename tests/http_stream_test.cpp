@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <mutex>
+#include <future>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -26,6 +26,7 @@ namespace wavecodec {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 // Of one connection, after which it is closed unless the server holds it.
@@ -51,22 +52,21 @@ class Server {
         getsockname(Listener, name, &size) != 0) {
       throw std::runtime_error("no server");
     }
-    Port = ntohs(address.sin_port);
+    Host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
     Thread = std::thread([this] { Serve(); });
   }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
-  ~Server() {
-    Stops = true;
-    Thread.join();
-  }
+  ~Server() { static_cast<void>(Requests()); }
 
-  [[nodiscard]] std::string Host() const { return "127.0.0.1:" + std::to_string(Port); }
-  [[nodiscard]] std::wstring Name() const { return FromUtf8("http://" + Host() + "/a/file"); }
-  std::vector<std::string> Requests() {
-    const std::lock_guard lock(Mutex);
+  // Ends it.
+  const std::vector<std::string>& Requests() {
+    Stops = true;
+    if (Thread.joinable()) Thread.join();
     return Seen;
   }
+
+  std::string Host;
 
  private:
   // Something has come; false when the test is over.
@@ -82,7 +82,7 @@ class Server {
     for (const Reply& reply : Replies) {
       if (!WaitFor(Listener)) break;
       const int connection = accept(Listener, nullptr, nullptr);
-      Answer(connection, reply);
+      if (WaitFor(connection)) Answer(connection, reply);
       close(connection);
     }
     close(Listener);
@@ -90,13 +90,8 @@ class Server {
 
   void Answer(int connection, const Reply& reply) {
     char bytes[16384];
-    if (!WaitFor(connection)) return;
-    const auto got =
-        static_cast<size_t>(std::max(recv(connection, bytes, sizeof bytes, 0), ssize_t{0}));
-    {
-      const std::lock_guard lock(Mutex);
-      Seen.emplace_back(bytes, got);
-    }
+    const ssize_t got = recv(connection, bytes, sizeof bytes, 0);
+    Seen.emplace_back(bytes, static_cast<size_t>(std::max(got, ssize_t{0})));
     for (size_t at = 0; at < reply.Bytes.size() && !Stops;) {
       const std::string piece =
           reply.Bytes.substr(at, std::max(reply.AtOnce, at + reply.Piece) - at);
@@ -109,16 +104,15 @@ class Server {
 
   const std::vector<Reply> Replies;
   int Listener = -1;
-  uint16_t Port = 0;
   std::atomic<bool> Stops = false;
-  std::mutex Mutex;
   std::vector<std::string> Seen;
   std::thread Thread;
 };
 
-// Short enough for tests, long enough for a busy machine where a test does not wait for the end.
-constexpr HTTPLimits kQuick{milliseconds(2000), milliseconds(500), milliseconds(300),
-                            milliseconds(600), 256};
+// Long enough for a busy machine where a test does not wait for the end.
+constexpr HTTPLimits kQuick{
+    milliseconds(2000), milliseconds(1000), milliseconds(500), milliseconds(600), 256,
+    milliseconds(1500)};
 
 const std::string kFile = test::Noise(5000);
 
@@ -134,9 +128,6 @@ std::string Part(size_t from, size_t count = 5000, const std::string& total = "5
          "\r\nContent-Length: " + std::to_string(5000 - from) + "\r\n\r\n" +
          kFile.substr(from, count);
 }
-std::string Moved(const std::string& location) {
-  return "HTTP/1.1 301 Moved\r\nLocation: " + location + "\r\nContent-Encoding: gzip\r\n\r\n";
-}
 
 std::string Take(XFile& source, size_t count) {
   std::string bytes(count, '\0');
@@ -144,10 +135,11 @@ std::string Take(XFile& source, size_t count) {
   return bytes;
 }
 
-std::string TakeAll(XFile& source, size_t block) {
+std::string TakeAll(XFileHTTPStream& source, size_t block) {
   std::string all;
   for (std::string some = Take(source, block); !some.empty(); some = Take(source, block)) {
     all += some;
+    source.BeginCall();
   }
   return all;
 }
@@ -161,12 +153,12 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 
 bool OpenFrom(const Server& server, XFileHTTPStream& stream) {
   stream.SetLimits(kQuick);
-  return stream.Open(server.Name().c_str());
+  return stream.Open(FromUtf8("http://" + server.Host + "/a/file").c_str());
 }
 
 // What a client gets that reads all; "!" when it cannot open.
-std::string Get(const std::vector<Reply>& replies, size_t block) {
-  const Server server(replies);
+std::string Get(const Reply& reply, size_t block) {
+  const Server server({reply});
   XFileHTTPStream stream;
   if (!OpenFrom(server, stream)) return "!";
   std::string all = TakeAll(stream, block);
@@ -176,36 +168,31 @@ std::string Get(const std::vector<Reply>& replies, size_t block) {
   return all;
 }
 
-std::string Plain(std::string_view address) {
-  const auto parsed = HTTPAddress::Parse(address);
-  return parsed ? parsed->HostName() + " " + parsed->HostField() + " " + parsed->Path : "!";
+// Host name, host field and path; "!" of what cannot be asked for.
+std::string Plain(const std::optional<HTTPAddress>& address) {
+  return address ? address->HostName() + " " + address->HostField() + " " + address->Path : "!";
 }
 
 TEST(HTTPAddress, IsReadOrRefused) {
-  const std::string longest(8192 - 8, 'x');
-  const std::pair<const char*, const char*> read[] = {
-      {"http://h", "h h /"},
-      {"HTTP://a-b.c_d:80/x?y#z", "a-b.c_d a-b.c_d /x?y"},
-      {"http://h:8000?q=/@:1", "h h:8000 /?q=/@:1"},
-      {"http://h:/", "h h /"},
-      {"http://[::1]:65535/", "::1 [::1]:65535 /"},
-      {"http://h/a b\xC3\xA9%20", "h h /a%20b%C3%A9%20"}};
-  for (const auto& [address, parts] : read) EXPECT_EQ(Plain(address), parts) << address;
-  auto refused = Split(
-      ":80/ h:0/ h:65536/ h:18446744073709551696/ h:8a/ u@h/ u:p@h/ [::1/ [::1]x/ []/ [h]/ "
-      "\xC3\xA9/ h/\r\nX h/\x7F",
-      ' ');
-  refused.insert(refused.end(), {longest, "h/" + longest, "h/" + std::string(2800, '\xFF')});
-  for (const std::string& address : refused) EXPECT_EQ(Plain("http://" + address), "!") << address;
-
+  const std::string long_path = "h/" + std::string(8183, 'x');
+  const std::string read =
+      "h=h h /,a-b.c_d:80/x?y#z=a-b.c_d a-b.c_d /x?y,h:8000?q/@:1=h h:8000 /?q/@:1,h:/=h h /,"
+      "[::1]:65535/=::1 [::1]:65535 /,h/a b\xC3\xA9%20=h h /a%20b%C3%A9%20,:80/=!,h:0/=!,"
+      "h:65536/=!,h:18446744073709551696/=!,h:8a/=!,u@h/=!,u:p@h/=!,[::1/=!,[::1]x/=!,[]/=!,"
+      "[h]/=!,\xC3\xA9/=!,h/\r\nX=!,h/\x7F=!,";
+  for (const std::string& each :
+       Split(read + long_path + "x=!,h/" + std::string(2800, '\xFF') + "=!", ',')) {
+    const size_t end = each.find('=');
+    EXPECT_EQ(Plain(HTTPAddress::Parse("HTTP://" + each.substr(0, end))), each.substr(end + 1));
+  }
   const auto from = HTTPAddress::Parse("http://h:81/a/b/c?d/e");
   const std::string redirects =
-      "http://x/y=x /y,//x/y=x /y,/y?z#f=h:81 /y?z,y/z=h:81 /a/b/y/z,../.././y=h:81 /y,..=h:81 /a/,"
-      "?z=h:81 /a/b/c?z,y?z:/../=h:81 /a/b/y?z:/../,/\xC3\xA9=h:81 /%C3%A9,https://x/=!,ftp:x=!,"
-      "http:///=!,/a\rb=!,=!";
-  for (const std::string& redirect : Split(redirects, ',')) {
-    const auto to = from->Resolve(redirect.substr(0, redirect.find('=')));
-    EXPECT_EQ(redirect.substr(redirect.find('=') + 1), to ? to->HostField() + " " + to->Path : "!");
+      "http://x/y=x x /y,//x/y=x x /y,/y?z#f=h h:81 /y?z,y/z=h h:81 /a/b/y/z,../.././y=h h:81 /y,"
+      "..=h h:81 /a/,?z=h h:81 /a/b/c?z,y?z:/../=h h:81 /a/b/y?z:/../,/\xC3\xA9=h h:81 /%C3%A9,"
+      "https://x/=!,ftp:x=!,http:///=!,/a\rb=!,=!";
+  for (const std::string& each : Split(redirects, ',')) {
+    const size_t end = each.find('=');
+    EXPECT_EQ(Plain(from->Resolve(each.substr(0, end))), each.substr(end + 1)) << each;
   }
 }
 
@@ -215,26 +202,21 @@ TEST(HTTPStream, GivesTheBodyOrRefusesTheReply) {
   const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
   const std::string part = "HTTP/1.1 206 P\r\nContent-Length: 5\r\n";
   const struct {
-    std::string Reply, Gives;
+    std::string Bytes, Gives;
     bool Holds = true;  // no reply with a known end waits for that of the connection
   } cases[] = {
-      {Ok("Content-Length: 5", "abcdefgh"), "abcde"},
+      {Ok("Content-Length: 5\r\ncontent-length: 5, 5", "abcdefgh"), "abcde"},
       {Ok("Content-Length: 0", "abc"), ""},
-      {Ok("Content-Length: 5\r\ncontent-length: 5, 5", "abcde"), "abcde"},
-      {Ok("Content-Length: 9", "abcde"), "abcde", false},
-      {Ok("Server: x", "abcde"), "abcde", false},
       {Ok("Content-Length: 70000", many), many},
       {"ICY 200 OK\nicy-name: x\nicy-metaint: 0\ncontent-LENGTH :5\n\nabcde", "abcde"},
       {"HTTP/1.0 203 Fine\r\nContent-Length:\r\n \t5\r\n\r\nabcde", "abcde"},
       {"HTTP/1.1 103 Early\r\nLink: x\r\n\r\n" + Ok("Content-Length: 5", "abcde"), "abcde"},
-      {part + "\r\nabcde", "abcde"},
       {part + "Content-Range: bytes 0-4/5\r\n\r\nabcde", "abcde"},
       {chunked + "3;n=\"a b\"\r\nabc\r\n002 \nde\n0\r\nTrailer: x\r\n\r\n", "abcde"},
       {Ok("Content-Length: 2\r\nTRANSFER-ENCODING : Chunked", "3\r\nabc\r\n0\r\n\r\n"), "abc"},
       {chunked + "5\r\nabc", "abc", false},
       {chunked + "3\r\nabc4\r\nabcd\r\n", "abc"},
       {chunked + "3\r\nabc\r\n;x\r\nabc\r\n", "abc"},
-      {chunked + "3\r\nabc\r\n-3\r\nabc\r\n", "abc"},
       {chunked + "3\r\nabc\r\n10000000000000003\r\nabc\r\n", "abc"},
       {chunked + "7fffffffffffffff\r\nabc", "abc", false},
       {chunked + "3;" + many + "\r\nabc\r\n0\r\n\r\n", ""},
@@ -243,52 +225,38 @@ TEST(HTTPStream, GivesTheBodyOrRefusesTheReply) {
       {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n", "!", false},
       {"SSH-2.0-x\r\n\r\n", "!"}};
   for (const auto& each : cases) {
-    SCOPED_TRACE(each.Reply.substr(0, 200));
-    const bool small = each.Reply.size() < 300;
-    const Reply in_pieces{each.Reply, each.Holds, small ? 1U : 30000U, milliseconds(small ? 0 : 5)};
+    SCOPED_TRACE(each.Bytes.substr(0, 200));
+    const bool small = each.Bytes.size() < 300;
     const auto begin = steady_clock::now();
-    EXPECT_EQ(Get({{each.Reply, each.Holds}}, 7), each.Gives);
-    EXPECT_EQ(Get({{each.Reply, each.Holds}}, 100000), each.Gives);
-    EXPECT_EQ(Get({in_pieces}, small ? 3 : 100000), each.Gives);
+    EXPECT_EQ(Get({each.Bytes, each.Holds}, 7), each.Gives);
+    EXPECT_EQ(Get({each.Bytes, each.Holds}, 100000), each.Gives);
+    EXPECT_EQ(Get({each.Bytes, each.Holds, small ? 1U : 30000U, milliseconds(small ? 0 : 5)}, 3),
+              each.Gives);
     EXPECT_LT(steady_clock::now() - begin, kQuick.SilentTime);
   }
-  auto refused = Split(
-      "200 x\r\nContent-Length: five|200 x\r\nContent-Length: -5|200 x\r\nContent-Length:|"
-      "200 x\r\nContent-Length: 9223372036854775808|"
-      "200 x\r\nContent-Length: 5\r\nContent-Length: 6|"
-      "200 x\r\nTransfer-Encoding: gzip, chunked|"
-      "200 x\r\nTransfer-Encoding: chunked\r\nTransfer-Encoding: chunked|"
-      "200 x\r\nContent-Encoding: gzip|200 x\r\nIcy-MetaInt: 8192|"
-      "204 x|300 x|302 x\r\nLocation: /x|301 x|404 x",
+  const auto refused = Split(
+      "Content-Length: five|Content-Length: -5|Content-Length:|Content-Length: 9223372036854775808|"
+      "Content-Length: 5\r\nContent-Length: 6|Transfer-Encoding: gzip, chunked|"
+      "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked|Content-Encoding: gzip|"
+      "Icy-MetaInt: 8192|X: " +
+          many.substr(0, 16400) + "|X: " + many,
       '|');
-  for (const size_t count : {16400U, 70000U})
-    refused.push_back("200 x\r\nX: " + many.substr(0, count));
-  for (const std::string& head : refused) {
-    EXPECT_EQ(Get({{"HTTP/1.1 " + head + "\r\n\r\nabcde", true}}, 7), "!") << head.substr(0, 200);
+  for (const std::string& headers : refused) {
+    EXPECT_EQ(Get({Ok(headers, "abcde"), true}, 7), "!") << headers.substr(0, 200);
   }
 }
 
-TEST(HTTPStream, FollowsThreeRedirectsAndStaysThere) {
+TEST(HTTPStream, AsksWhereRedirectsLed) {
   Server far({{Whole(2000)}, {Part(2000)}});
-  const Reply last{Moved("http://" + far.Host() + "/new?x")};
-  Server near({{Moved("b")}, {Moved("/c d")}, last});
+  Server near({{"HTTP/1.1 301 x\r\nContent-Encoding: gzip\r\nLocation: http://" + far.Host +
+                "/c d?x\r\n\r\n"}});
   XFileHTTPStream stream;
   ASSERT_TRUE(OpenFrom(near, stream));
   EXPECT_EQ(TakeAll(stream, 5000), kFile);
-  const auto requests = near.Requests();
-  ASSERT_EQ(requests.size(), 3U);
-  const std::string headers =
-      " HTTP/1.1\r\nUser-Agent: Tonvark\r\nHost: " + near.Host() + "\r\nConnection: Close\r\n\r\n";
-  EXPECT_EQ(requests[0], "GET /a/file" + headers);
-  EXPECT_EQ(requests[1], "GET /a/b" + headers);
-  EXPECT_EQ(requests[2], "GET /c%20d" + headers);
-  EXPECT_EQ(far.Requests().at(1),
-            "GET /new?x HTTP/1.1\r\nUser-Agent: Tonvark\r\nHost: " + far.Host() +
-                "\r\nConnection: Close\r\nRange: bytes=2000-5000\r\n\r\n");
-
-  const Reply loop{Moved("/a/file")};
-  EXPECT_EQ(Get({loop, loop, loop, {Whole()}}, 5000), kFile);
-  EXPECT_EQ(Get({loop, loop, loop, loop, {Whole()}}, 5000), "!");
+  const std::string request = "GET /c%20d?x HTTP/1.1\r\nUser-Agent: Tonvark\r\nHost: " + far.Host +
+                              "\r\nConnection: Close\r\n";
+  EXPECT_EQ(far.Requests(),
+            std::vector({request + "\r\n", request + "Range: bytes=2000-5000\r\n\r\n"}));
 }
 
 // What one read gives, then the reads behind it, when the connection drops after 2000 bytes.
@@ -306,9 +274,7 @@ TEST(HTTPStream, ReopensADroppedConnectionOnce) {
   } cases[] = {
       {"range", {{Whole(2000)}, {Part(2000), true}}, {2000, 3000, 0}},
       {"twice", {{Whole(2000)}, {Part(2000, 1000)}, {Part(3000)}}, {2000, 1000, 2000, 0}},
-      {"nothing comes", {{Whole(2000)}, {Part(2000, 0)}, {Part(2000)}}, {2000, 3000, 0}},
       {"head without body", {{Whole(0)}, {Part(0, 0)}, {Part(0)}}, {0, 5000, 0}},
-      {"no ranges", {{Whole(2000)}, {Whole()}}, {2000, 3000, 0}},
       {"no ranges, drops again", {{Whole(2000)}, {Whole(1500)}, {Whole()}}, {2000, 3000, 0}},
       {"total not told", {{Whole(2000)}, {Part(2000, 5000, "*")}}, {2000, 3000, 0}},
       {"elsewhere", {{Whole(2000)}, {Part(1999)}}, {2000, 0}},
@@ -336,47 +302,32 @@ TEST(HTTPStream, ReopensADroppedConnectionOnce) {
 
 TEST(HTTPStream, SeeksByRanges) {
   using enum ENXFilePos;
-  Server server({{Whole(), true}, {Part(1000), true}, {"HTTP/1.1 500 No\r\n\r\n"}, {Whole(1000)}});
+  Server server({{Whole(), true}, {Part(1000), true}, {"HTTP/1.1 500 No\r\n\r\n"}, {Part(1010)}});
   XFileHTTPStream stream;
   ASSERT_TRUE(OpenFrom(server, stream));
-  EXPECT_TRUE(stream.FromInterent() && stream.IsOpen() && stream.IsSeekable());
   EXPECT_EQ(Take(stream, 10), kFile.substr(0, 10));
   EXPECT_TRUE(stream.SetPosition(10) && stream.SetPosition(0, Current) &&
               stream.SetPosition(-4990, End));
   EXPECT_FALSE(stream.SetPosition(-1) || stream.SetPosition(5001) ||
                stream.SetPosition(INT64_MAX, Current) || stream.SetPosition(INT64_MIN, End));
   EXPECT_EQ(Take(stream, 10), kFile.substr(10, 10));
-  EXPECT_TRUE(stream.SetPosition(0, End));
-  EXPECT_TRUE(stream.IsEOF());
+  EXPECT_TRUE(stream.SetPosition(0, End) && stream.IsEOF());
   EXPECT_EQ(Take(stream, 10), "");
-  EXPECT_EQ(server.Requests().size(), 1U);
-
   EXPECT_TRUE(stream.SetPosition(-4000, End));
-  EXPECT_NE(server.Requests().at(1).find("\r\nRange: bytes=1000-5000\r\n"), std::string::npos);
   EXPECT_EQ(Take(stream, 10), kFile.substr(1000, 10));
-  EXPECT_FALSE(stream.SetPosition(990, Current));
-  EXPECT_EQ(stream.GetPosition(), 1010);
-  EXPECT_TRUE(stream.SetPosition(0));
-  EXPECT_EQ(server.Requests().at(3).find("Range"), std::string::npos);
-  EXPECT_EQ(Take(stream, 10), kFile.substr(0, 10));
-  EXPECT_TRUE(stream.IsSeekable());
-
-  const Server fixed({{Ok("Content-Length: 5000", kFile)}, {Part(20)}});
-  ASSERT_TRUE(OpenFrom(fixed, stream));
-  EXPECT_FALSE(stream.IsSeekable());
-  EXPECT_EQ(Take(stream, 10), kFile.substr(0, 10));
-  EXPECT_TRUE(stream.SetPosition(10));
-  EXPECT_FALSE(stream.SetPosition(20));
-  EXPECT_EQ(TakeAll(stream, 100), kFile.substr(10));
+  EXPECT_FALSE(stream.SetPosition(990, Current));  // loses nothing
+  EXPECT_EQ(TakeAll(stream, 5000), kFile.substr(1010));
+  EXPECT_EQ(server.Requests().size(), 4U);
 }
 
 // Servers that hold their clients: what the client has in the end, and when.
 TEST(HTTPStream, WaitsForALimitedTime) {
-  const size_t head = Whole(0).size();
-  const auto drip = [&](const std::string& reply, size_t piece) {
-    return Reply{reply, true, piece, milliseconds(20), head};
+  const auto drip = [](const std::string& reply, size_t piece) {
+    return Reply{reply, true, piece, milliseconds(20), Whole(0).size()};
   };
   const std::string long_head = Whole(0, "\r\nX: " + std::string(1000, 'x'));
+  const std::string framing = Ok("Accept-Ranges: bytes\r\nTransfer-Encoding: chunked",
+                                 "1;" + std::string(3000, 'x') + "\r\na\r\n0\r\n\r\n");
   const struct {
     const char* Name;
     std::vector<Reply> Replies;
@@ -388,45 +339,35 @@ TEST(HTTPStream, WaitsForALimitedTime) {
       {"dripping head", {drip(long_head, 1)}, SIZE_MAX, SIZE_MAX, kQuick.HeadTime},
       {"silent body", {{Whole(2000), true}, {Part(2000, 0), true}}, 2000, 2000, kQuick.SilentTime},
       {"slow body", {drip(Whole(1600), 40)}, 1600, 1600, kQuick.PatienceTime},
-      {"dripping body", {drip(Whole(), 1), {Part(0)}}, 1, 150, kQuick.PatienceTime, true}};
-  for (const auto& each : cases) {
+      {"slow to skip", {{Whole(2000)}, drip(Whole(), 60)}, 5000, 5000, kQuick.PatienceTime * 2},
+      {"dripping body", {drip(Whole(), 1), {Part(0)}}, 1, 150, kQuick.PatienceTime, true},
+      {"dripping framing", {drip(framing, 20), {Part(0)}}, 0, 0, kQuick.PatienceTime, true},
+      {"without end", {drip(Whole(), 30), {Part(0)}}, 1000, 4000, kQuick.CallTime, true}};
+  const auto try_out = [](const auto& each) {
     SCOPED_TRACE(each.Name);
     Server server(each.Replies);
     XFileHTTPStream stream;
     const auto begin = steady_clock::now();
     const bool opens = OpenFrom(server, stream);
-    EXPECT_EQ(opens, each.AtMost != SIZE_MAX);
-    if (opens) {
-      const size_t got = Take(stream, 5000).size();
-      EXPECT_GE(got, each.AtLeast);
-      EXPECT_LE(got, each.AtMost);
-    }
+    const size_t got = opens ? TakeAll(stream, 5000).size() : SIZE_MAX;
+    EXPECT_TRUE(got >= each.AtLeast && got <= each.AtMost) << got;
     const auto took = steady_clock::now() - begin;
     EXPECT_GE(took, each.Time);
-    EXPECT_LT(took, each.Time * 2 + milliseconds(300));
-    if (each.GivenUp) {  // for good: no more waiting, no more traffic
-      EXPECT_TRUE(stream.IsEOF());
-      EXPECT_EQ(Take(stream, 5000), "");
-      EXPECT_FALSE(stream.SetPosition(0));
-      EXPECT_EQ(server.Requests().size(), 1U);
-    }
-  }
+    EXPECT_LT(took, each.Time * 2 + seconds(5));  // on a busy machine, too
+    if (!each.GivenUp) return;                    // for good: no more waiting, no more traffic
+    EXPECT_TRUE(stream.IsEOF() && !stream.SetPosition(4999));
+    EXPECT_EQ(server.Requests().size(), 1U);
+  };
+  std::vector<std::future<void>> all;
+  for (const auto& each : cases) all.push_back(std::async(std::launch::async, try_out, each));
 }
 
-TEST(HTTPStream, ReadsLocalFiles) {
-  const test::TempFile file(kFile);
+TEST(HTTPStream, TakesOtherNamesForFiles) {
   XFileHTTPStream source;
-  EXPECT_FALSE(source.Open(L"https://127.0.0.1/"));
-  EXPECT_FALSE(source.FromInterent());
-  EXPECT_FALSE(source.Open(L"HTTP://"));
-  EXPECT_TRUE(source.FromInterent());
-  EXPECT_FALSE(source.IsOpen());
-  ASSERT_TRUE(source.Open(file.Name().c_str()));
-  EXPECT_TRUE(source.IsSeekable() && !source.FromInterent() && !source.IsEOF());
-  EXPECT_EQ(source.Size(), 5000);
-  EXPECT_TRUE(source.SetPosition(-10, ENXFilePos::End));
-  EXPECT_EQ(Take(source.NonInternetFileHandle(), 20), kFile.substr(4990));
-  EXPECT_TRUE(source.IsEOF());
+  EXPECT_FALSE(source.Open(L"https://127.0.0.1/") || source.FromInterent());
+  EXPECT_FALSE(source.Open(L"HTTP://") || !source.FromInterent() || source.IsOpen());
+  EXPECT_TRUE(source.Open(test::TempFile(kFile).Name().c_str()) && source.IsSeekable());
+  EXPECT_TRUE(!source.FromInterent() && source.SetPosition(0, ENXFilePos::End) && source.IsEOF());
 }
 
 }  // namespace

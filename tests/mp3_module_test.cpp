@@ -12,8 +12,7 @@ namespace {
 constexpr size_t kFrameSamples = 384;
 constexpr size_t kStereoFrame = kFrameSamples * 4;
 
-// The third byte of a header: bit rate and sample rate.
-constexpr uint8_t k44100 = 0xE0, k48000 = 0xE4, kMono32000 = 0x78;
+constexpr uint8_t k44100 = 0xE0, k48000 = 0xE4, kMono32000 = 0x78;  // the rates in a header
 
 std::string Frames(int count, uint8_t rates = k44100) {
   const bool mono = rates == kMono32000;
@@ -69,9 +68,8 @@ TEST(MP3Module, BlocksOfAnySizeBehindAnyJunkGiveTheSame) {
     }
   }
   EXPECT_TRUE(Packets().DecodeStream(tag + frames) == samples);
-  const std::string long_stream = Frames(2000);  // in one block it takes more than the first buffer
-  EXPECT_TRUE(Packets().DecodeStream(long_stream, long_stream.size()) ==
-              Packets().DecodeStream(long_stream));
+  const std::string big = Frames(2000);  // in one block it takes more than the first buffer
+  EXPECT_TRUE(Packets().DecodeStream(big, big.size()) == Packets().DecodeStream(big));
 }
 
 // Neither the only frame of a stream nor the last one is lost. The library judges the length that a
@@ -128,9 +126,13 @@ TEST(MP3Module, StartsAfreshAndGoesOnBehindDamage) {
   decoder.Close();
   ASSERT_TRUE(decoder.Opens(ZuOpenPackets));
   EXPECT_EQ(decoder.DecodeStream(Frames(9, kMono32000)).size(), 9 * kFrameSamples * 2);
-  // A player gives up after a kilobyte. In noise there is a false header now and then.
-  for (const std::string& hole : {std::string(1500, '\0'), Noise(200000)}) {
-    const std::string found = Packets().DecodeStream((frames + hole).append(frames));
+  // A player gives up after a kilobyte. In noise there is a false header now and then; the end of a
+  // false frame may lie blocks away.
+  const std::string false_frame = std::string(440, '\0') + "\xFF\xE3" + std::string(4000, '\0');
+  for (const std::string& hole : {std::string(1500, '\0'), Noise(200000), false_frame}) {
+    const std::string stream = (frames + hole).append(frames);
+    const std::string found = Packets().DecodeStream(stream);
+    EXPECT_TRUE(Packets().DecodeStream(stream, 485) == found) << hole.size();
     EXPECT_NEAR(static_cast<double>(found.size()), 2.0 * static_cast<double>(samples.size()), 5000);
     EXPECT_TRUE(found.starts_with(samples) && found.ends_with(samples.substr(5000)));
   }
@@ -144,33 +146,27 @@ TEST(MP3Module, SaysWhyItFails) {
     EXPECT_FALSE(done);
     EXPECT_EQ(report.Errors(), wanted += "Error " + line + "]\r\n");
   };
+  const std::string decoding = "decoding MPEG audio: ";
   EXPECT_NE(decoder.DecodeStream(Frames(2)), "");
   for (const std::string& stream :
        {std::string(), Frames(1).substr(1), Frames(1).substr(0, 400), std::string(200000, 'x')}) {
     ASSERT_TRUE(decoder.Opens(ZuOpenPackets));
-    fails(decoder.DecodeStream(stream) != "!",
-          "decoding MPEG audio: no frame was found.  [DecodeBlock");
+    fails(decoder.DecodeStream(stream) != "!", decoding + "no frame was found.  [DecodeBlock");
   }
-  fails(decoder.Take({nullptr, 1}, false),
-        "decoding MPEG audio: there are no bytes.  [DecodeBlock");
+  fails(decoder.Take({nullptr, 1}, false), decoding + "there are no bytes.  [DecodeBlock");
   const std::string only =
       "this module decodes packets only: flag 2 and no file name open it.  [Open";
   for (const uint32_t flags : {0U, 3U, 29U}) fails(decoder.Opens(flags), only);
   fails(decoder.Opens(ZuOpenPackets, L"a.mp3"), only);
-  fails(decoder.Take("x", false), "decoding MPEG audio: nothing is open.  [DecodeBlock");
+  fails(decoder.Take("x", false), decoding + "nothing is open.  [DecodeBlock");
   fails(decoder.Seek(0), "nothing is open.  [SetPosition");
-  const Module& m = decoder.M;
-  fails(m.DeleteATag(decoder.Self, nullptr, nullptr) != 0,
+  fails(decoder.M.DeleteATag(decoder.Self, nullptr, nullptr) != 0,
         "this module changes no files.  [DeleteATag");
   STZuCodecGetSet record{};
-  EXPECT_EQ(m.Get(decoder.Self, L"Decoder Description", &record), 1U);
+  EXPECT_EQ(decoder.M.Get(decoder.Self, L"Decoder Description", &record), 1U);
   EXPECT_STREQ(record.Text1, L"MPEG Audio Decoder");
-  EXPECT_EQ(m.Get(decoder.Self, L"Decodes", &record) + m.Get(decoder.Self, nullptr, &record) +
-                m.Set(decoder.Self, L"Set Decode Range", &record) + m.Open(decoder.Self, nullptr) +
-                m.DecodeBlock(decoder.Self, nullptr) + m.DecodeBlock(nullptr, &decoder.Block) +
-                m.Open(nullptr, &decoder.Record) + m.Close(nullptr, nullptr),
-            0U);
-  EXPECT_EQ(m.Destroy(nullptr), 1U);
+  EXPECT_EQ(decoder.M.Get(decoder.Self, L"Decodes", &record), 0U);
+  EXPECT_EQ(decoder.M.Set(decoder.Self, L"Set Decode Range", &record), 0U);
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ uint32_t Close(void* instance, STZuEncoderFluid* fluid) {
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) {
   struct Stub* const stub = instance;
   const uint8_t* const bytes = block->data;
-  const tWAVEFORMATEX format = {WaveFormatPCM, 1, 8000, 16000, 2, 16, 0};
+  const tWAVEFORMATEX format = {WaveFormatPCM, 1, 8000, 16000, 2, 16, 65535 /* a lie */};
   const uint8_t kind = block->byteCount == 0 ? 0 : bytes[0];
   if (kind == 'F') return 0;
   stub->Output[0] = kind;

@@ -45,6 +45,10 @@ FILES = {
     "mpeg.wav": riff(chunk(b"fmt ", struct.pack("<HHIIHHH", 80, 2, 44100, 56000, 484, 0, 0)),
                      chunk(b"data", layer1(500)), info(INAM="MPEG")),
     "none.wav": riff(fmt(1, 2, 44100, 16)),
+    "empty.wav": b"",
+    # Audio within a chunk.
+    "nested.wav": riff(chunk(b"cue ", bytes(20_000) + fmt(1, 1, 8000, 8) + chunk(b"data", NOISE)),
+                       fmt(1, 2, 44100, 16), chunk(b"data", NOISE)),
     "cut.wav": riff(fmt(1, 2, 44100, 16), chunk(b"data", NOISE), info(INAM="Cut"))[:800_001],
 }
 
@@ -230,6 +234,9 @@ class BadServer(http.server.BaseHTTPRequestHandler):
             body = body[:number]
         elif kind == "longer":
             head["Content-Length"] += 1000
+        elif kind == "flaky" and (visit := next(self.server.visits)) < 3:
+            body = body[:number]  # and then there are two failures
+            status = 503 if visit else 200
         elif kind == "loop":
             status, head = 301, {"Location": self.path}
         elif kind == "status":
@@ -272,7 +279,7 @@ class Bad(Served):
     def setUpClass(cls):
         super().setUpClass()
         server = socketserver.ThreadingTCPServer(("127.0.0.1", cls.port), BadServer)
-        server.daemon_threads, server.stop = True, threading.Event()
+        server.daemon_threads, server.stop, server.visits = True, threading.Event(), itertools.count()
         threading.Thread(target=server.serve_forever, daemon=True).start()
         cls.addClassCleanup(server.server_close)
         cls.addClassCleanup(server.shutdown)
@@ -297,6 +304,10 @@ class Bad(Served):
                 self.assertEqual(decoded(f"http://127.0.0.1:{self.port}/{what}/pcm.wav")[1], [])
         self.same_as_file("ignores/", "behind.wav", seeks=(1000, 0))
         self.same_as_file("drops-200000/", "behind.wav", seeks=(1000, 0), first=7)
+        # Where a chunk could not be received the next one is not looked for in its midst.
+        with Decoder() as decoder:
+            address = f"http://127.0.0.1:{self.port}/flaky-{12 + 8 + 20_000}/nested.wav"
+            self.assertIsNone(decoder.open(address, DECODE | TAGS))
         # A reply for other bytes than those asked for ends the seek, and no wrong audio comes.
         with Decoder() as decoder:
             decoder.open(f"http://127.0.0.1:{self.port}/elsewhere/pcm.wav")

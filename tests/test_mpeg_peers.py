@@ -1,8 +1,6 @@
 #!/usr/bin/env python3
-"""mp3.dll gives the samples that the `mpg123` program gives for the same bytes, whatever encoder
-made them and however they are cut into blocks.
-
-MP3_MODULE names the module. A tool that is not installed is skipped."""
+"""mp3.dll, which MP3_MODULE names, gives the samples that the `mpg123` program gives for the same bytes,
+whatever encoder made them and however they are cut into blocks. A tool that is not installed is skipped."""
 import ctypes
 import itertools
 import math
@@ -64,8 +62,7 @@ def music(path, rate, channels, seconds):
 
 def layer1(frames, seed=1):
     """Layer 1 frames, stereo, 44.1 kHz, 448 kbit/s: four bits a sample, the samples are noise."""
-    noise = random.Random(seed)
-    head = b"\xff\xff\xe0\x00" + b"\x33" * 32
+    noise, head = random.Random(seed), b"\xff\xff\xe0\x00" + b"\x33" * 32
     return b"".join(head + noise.randbytes(448) for _ in range(frames))
 
 
@@ -134,7 +131,7 @@ class PeerTest(unittest.TestCase):
 
     def test_damaged_streams(self):
         """Garbage, lost bytes, flipped bits: as mpg123 conceals them when it keeps one format where
-        bits make a frame look like another kind. Where mpg123 gives up, we go on."""
+        bits make a frame look like another kind."""
         data = self.encoded(32000, 2, ["lame", "--quiet", "-b", "96", "-t", "--resample", "32",
                                        "IN", "OUT"], seconds=3)
         options = ("-r", "32000", "--stereo", "--resample", "ntom")
@@ -151,11 +148,6 @@ class PeerTest(unittest.TestCase):
                 broken[:0] = bytes(noise.randrange(255) for _ in range(noise.randint(1, 5000)))
             with self.subTest(seed=seed):
                 self.check(bytes(broken), 2, 32000, options)
-        hole = data[:9000] + bytes(5000) + data[9000:]
-        (self.folder / "hole.mp3").write_bytes(hole)
-        wanted, (_, samples) = run("mpg123", "-q", "-s", self.folder / "hole.mp3"), decode(hole, 65536)
-        self.assertTrue(samples.startswith(wanted))
-        self.assertGreater(len(samples), 2 * len(wanted))
 
 
 if __name__ == "__main__":

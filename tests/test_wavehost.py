@@ -450,10 +450,12 @@ class AddressTest(HostCase):
         def do_GET(self):
             body = wave((b"fmt ", PCM16), info_list(INAM=b"Far"), id3(3, apic(3, "", JPEG)),
                         (b"data", samples(200000)))
-            if self.path == "/live":  # made while it is sent
+            if self.path in ("/live", "/live64"):  # made while it is sent
                 body = body[:-200004] + b"\xff" * 4 + body[-200000:]
+            if self.path == "/live64":
+                body = b"RF64" + b"\xff" * 4 + body[8:]
             self.send_response(404 if self.path.startswith("/none") else 200)
-            if self.path != "/live":
+            if not self.path.startswith("/live"):
                 self.send_header("Content-Length", str(len(body) + (self.path == "/broken")))
             self.end_headers()
             self.wfile.write(body[:-100000] if self.path == "/broken" else body)
@@ -484,10 +486,11 @@ class AddressTest(HostCase):
         piece = self.run_host("decode", far, "-o", "-", "--from", "0.5s", "--to", "40000").stdout
         self.assertEqual(piece, samples(160000)[4 * 22050 :])
 
-        (info,) = self.run_json("info", self.server + "live")
-        self.assertEqual({"bytes", "frames", "lengthMs"} & set(info), set())
-        piped = self.run_host("decode", self.server + "live", "-o", "-", "--format", "wav").stdout
-        self.assertEqual((piped[4:8], piped[44:]), (b"\xff" * 4, samples(200000)))
+        for live in ("live", "live64"):
+            (info,) = self.run_json("info", self.server + live)
+            self.assertEqual({"bytes", "frames", "lengthMs"} & set(info), set())
+            piped = self.run_host("decode", self.server + live, "-o", "-", "--format", "wav").stdout
+            self.assertEqual((piped[:8], piped[44:]), (b"RIFF" + b"\xff" * 4, samples(200000)))
 
         before = self.names()
         broken = self.run_host("decode", self.server + "broken", "-o", "new.wav", status=1)

@@ -85,10 +85,16 @@ bool clDecoder::Close(STZuEncoderFluid* fluid) {
   return trace.Leave(true);
 }
 
+bool clDecoder::DecodeBlock(STZuAudioBlock& block) {
+  Source.BeginCall();
+  return Decoder().DecodeBlock(block);
+}
+
 bool clDecoder::SetPosition(int64_t frames) {
   const TraceScope trace(Report, "SetPosition");
   // Without a source the decoder has no report yet to say so itself.
   if (!Source.IsOpen()) return trace.Fail(L"Error SetPosition returned false.");
+  Source.BeginCall();
   return Decoder().SetPosition(frames) && trace.Leave(true);
 }
 

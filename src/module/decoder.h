@@ -21,7 +21,7 @@ class clDecoder {
 
   bool Open(STZuOpenDecoder& record);
   bool Close(STZuEncoderFluid* fluid);
-  bool DecodeBlock(STZuAudioBlock& block) { return Decoder().DecodeBlock(block); }
+  bool DecodeBlock(STZuAudioBlock& block);
   bool SetPosition(int64_t frames);
   bool DeleteATag(const wchar_t* file_name, const wchar_t* names);
   bool Get(const wchar_t* key, STZuCodecGetSet& record);

@@ -152,8 +152,14 @@ bool clRIFFHandler::ScanChunk(int64_t position, const TraceScope& trace) {
                 << position;
   StoredLastSize = claimed_size;
   uint64_t size = CutToBounds(id, claimed_size, trace);
-  if (IsKept(id, size)) {
-    size = static_cast<uint64_t>(File->KeepAhead(static_cast<int64_t>(size)));
+  if (const uint64_t wanted = SizeToKeep(id, size); wanted != 0) {
+    const auto kept = static_cast<uint64_t>(File->KeepAhead(static_cast<int64_t>(wanted)));
+    // Where the source is known to go on, what comes next is not the next chunk.
+    if (kept < wanted && File->Size() != XFile::kUnknownSize) {
+      trace.Error() << L"File error reading chunk.";
+      return false;
+    }
+    if (kept < wanted) size = kept;
   }
   if (position != Chunks.EndPosition()) ++Walk.Misplaced;
   Chunks.Append(id, size);
@@ -180,13 +186,13 @@ uint64_t clRIFFHandler::CutToBounds(uint32_t id, uint32_t size, const TraceScope
   return runs_to_the_end ? left : std::min<uint64_t>(size, left);
 }
 
-// True for the chunks that are read after the walk.
-bool clRIFFHandler::IsKept(uint32_t id, uint64_t size) const {
-  constexpr uint64_t kLargestAudioChunk = uint64_t{128}
-                                          << 10;  // no `fmt ` or `fact` in use is as large
-  if (Extent == RIFFScan::Everything || CompareID(id, chunk_id::kData, true)) return false;
-  if (Extent == RIFFScan::AudioAndTags) return !IsPaddingID(id);
-  return (id == chunk_id::kFmt || id == chunk_id::kFact) && size <= kLargestAudioChunk;
+// How much of a chunk is read after the walk.
+uint64_t clRIFFHandler::SizeToKeep(uint32_t id, uint64_t size) const {
+  constexpr uint64_t kMostForAudio = uint64_t{128} << 10;  // of a `fmt ` or `fact` chunk
+  if (Extent == RIFFScan::Everything || CompareID(id, chunk_id::kData, true)) return 0;
+  if (Extent == RIFFScan::AudioAndTags) return IsPaddingID(id) ? 0 : size;
+  const bool tells_of_audio = id == chunk_id::kFmt || id == chunk_id::kFact;
+  return tells_of_audio ? std::min(size, kMostForAudio) : 0;
 }
 
 void clRIFFHandler::CompareLayout(const TraceScope& trace) {

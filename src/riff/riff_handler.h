@@ -108,7 +108,7 @@ class clRIFFHandler {
   bool ScanChunks(const TraceScope& trace);
   bool ScanChunk(int64_t position, const TraceScope& trace);
   [[nodiscard]] uint64_t CutToBounds(uint32_t id, uint32_t size, const TraceScope& trace) const;
-  [[nodiscard]] bool IsKept(uint32_t id, uint64_t size) const;
+  [[nodiscard]] uint64_t SizeToKeep(uint32_t id, uint64_t size) const;
   void CompareLayout(const TraceScope& trace);
 
   RIFFChunkPlan& Plan();

@@ -14,10 +14,12 @@ struct HTTPLimits {
   std::chrono::milliseconds HeadTime{15000};
   // Without a byte of the body.
   std::chrono::milliseconds SilentTime{5000};
-  // So much waiting for body bytes has to bring this rate, or the stream is given up: far below any
-  // rate that plays, and far above what a server that wants to hold its clients pays.
+  // So much waiting for the body has to bring the file at this rate, or the stream is given up: far
+  // below any rate that plays, and far above what a server that wants to hold its clients pays.
   std::chrono::milliseconds PatienceTime{20000};
   int64_t LeastBytesPerSecond = 256;
+  // For the body in one call of the host, whatever comes: headers without end arrive at any rate.
+  std::chrono::milliseconds CallTime{300000};
 };
 
 // Longer than an address that servers in use take (RFC 9110, 4.1, asks for 8000 at least).

@@ -25,12 +25,14 @@ std::string ExtraHeaders(int64_t position, int64_t total) {
 
 }  // namespace
 
-void HTTPStream::Patience::Add(const HTTPLimits& limits, Clock::duration waited, size_t brought) {
+void HTTPStream::Patience::Add(const HTTPLimits& limits, Clock::duration waited, int64_t brought) {
   Waited += waited;
-  Brought += static_cast<int64_t>(brought);
+  InCall += waited;
+  Brought += brought;
+  IsLost = IsLost || InCall >= limits.CallTime;
   if (Waited < limits.PatienceTime) return;
   // Per second, in whole milliseconds.
-  IsLost = Brought * 1000 < limits.LeastBytesPerSecond * limits.PatienceTime.count();
+  IsLost = IsLost || Brought * 1000 < limits.LeastBytesPerSecond * limits.PatienceTime.count();
   Waited = {};
   Brought = 0;
 }
@@ -105,9 +107,10 @@ bool HTTPStream::Accept(const HTTPReply& reply, int64_t position) {
 
 bool HTTPStream::Resume() {
   if (TotalSize == 0 || Waiting.IsLost) return false;
-  const auto begin = Clock::now();
+  // What receiving counts itself, when a server without ranges is read up to there, counts once.
+  const auto begin = Clock::now() - Waiting.InCall;
   const bool connected = ReconnectStream(Position);
-  Waiting.Add(Limits, Clock::now() - begin, 0);
+  Waiting.Add(Limits, Clock::now() - Waiting.InCall - begin, 0);
   if (Waiting.IsLost) Disconnect();
   return connected && !Waiting.IsLost;
 }
@@ -148,6 +151,7 @@ int64_t HTTPStream::TakeLeftover(uint8_t* to, int64_t count) {
   if (to != nullptr) std::memcpy(to, Socket.Leftover(), size);
   Socket.TakeLeftover(size);
   Body.TakeData(taken);
+  Waiting.Brought += taken;
   return taken;
 }
 
@@ -166,8 +170,8 @@ int64_t HTTPStream::Receive(uint8_t* to, int64_t count) {
   const bool more_follows = left - direct >= kSmallestOwnReceive;
   const size_t got =
       Socket.Receive(to, static_cast<size_t>(direct), static_cast<size_t>(spill), more_follows);
-  Waiting.Add(Limits, Clock::now() - begin, got);
   const int64_t data = std::min(static_cast<int64_t>(got), direct);
+  Waiting.Add(Limits, Clock::now() - begin, data);
   if (data != 0) Body.TakeData(data);
   if (got == 0 || Waiting.IsLost) Body = {};
   return data;

@@ -21,6 +21,8 @@ class HTTPStream {
   explicit HTTPStream(const HTTPLimits& limits) : Limits(limits), Socket(limits) {}
 
   [[nodiscard]] bool Open(const wchar_t* name);
+  // The host's next call has time of its own.
+  void BeginCall() { Waiting.InCall = {}; }
   // Asks the server for the file from `position` on. After a failure nothing is connected, and the
   // position is where it was.
   [[nodiscard]] bool ReconnectStream(int64_t position);
@@ -38,13 +40,14 @@ class HTTPStream {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // Waiting that brought too little (HTTPLimits::PatienceTime).
+  // Waiting that brought too little (HTTPLimits::PatienceTime) or took too long (CallTime).
   struct Patience {
     Clock::duration Waited{};
-    int64_t Brought = 0;
+    Clock::duration InCall{};  // since the host's call began
+    int64_t Brought = 0;       // of the file: framing is nothing to wait for
     bool IsLost = false;
 
-    void Add(const HTTPLimits& limits, Clock::duration waited, size_t brought);
+    void Add(const HTTPLimits& limits, Clock::duration waited, int64_t brought);
   };
 
   [[nodiscard]] bool Connect(int64_t position);

@@ -37,6 +37,10 @@ void XFileHTTPStream::Close() {
   XFile::Close();
 }
 
+void XFileHTTPStream::BeginCall() {
+  if (Stream) Stream->BeginCall();
+}
+
 bool XFileHTTPStream::IsSeekable() const { return Stream ? Stream->IsSeekable() : IsOpen(); }
 
 bool XFileHTTPStream::IsEOF() const {

@@ -24,6 +24,8 @@ class XFileHTTPStream final : public XFile {
   bool Open(const wchar_t* name) override;
   using XFile::Open;
   void Close() override;
+  // A call of the host begins, with its own limit of waiting; opening is one.
+  void BeginCall();
   // For the next opening; they outlive the object.
   void SetLimits(const HTTPLimits& limits) { Limits = &limits; }
 

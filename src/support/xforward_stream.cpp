@@ -9,12 +9,14 @@ namespace wavecodec {
 void XForwardStream::Begin(XFileHTTPStream& stream) {
   Close();
   Stream = &stream;
+  IsEmpty = stream.IsEOF();
   SetOpened(stream.Size());
 }
 
 void XForwardStream::Close() {
   XFile::Close();
   Stream = nullptr;
+  IsEmpty = false;
   LooksAhead = true;
   Kept.Free();
   KeptLength = 0;
@@ -23,7 +25,7 @@ void XForwardStream::Close() {
 
 int64_t XForwardStream::Size() const {
   if (Stream == nullptr) return -1;
-  return Stream->Size() > 0 ? Stream->Size() : kUnknownSize;
+  return Stream->Size() > 0 || IsEmpty ? Stream->Size() : kUnknownSize;
 }
 
 size_t XForwardStream::Read(void* buffer, size_t count) {
@@ -75,25 +77,28 @@ size_t XForwardStream::Receive(void* buffer, size_t count) {
 int64_t XForwardStream::KeepAhead(int64_t count) {
   // Twice the largest ID3v2 tag. What is not kept is asked for again when it is wanted.
   constexpr size_t kMostKept = size_t{512} << 20;
-  constexpr size_t kPiece = size_t{64}
-                            << 10;  // memory grows with what arrives, not with what is claimed
+  constexpr size_t kFirstRoom = 4096;
   const int64_t position = GetPosition();
   if (Stream == nullptr || !Reach(position)) return 0;
   if (static_cast<uint64_t>(count) > kMostKept - KeptLength) return count;
   const size_t start = KeptLength;
   const size_t end = start + static_cast<size_t>(count);
   while (KeptLength < end) {
-    const size_t room = std::min(end, std::max(KeptLength + kPiece, 2 * KeptLength));
-    if (Kept.Size() < room && !Kept.SetSize(room, true)) {
+    // Memory grows with what arrives, not with what is claimed.
+    if (KeptLength == Kept.Size() && !Kept.SetSize(std::max(kFirstRoom, 2 * KeptLength), true)) {
       KeptLength = start;
       return count;
     }
+    const size_t room = std::min(end, Kept.Size());
     const size_t got = Receive(Kept.Data() + KeptLength, room - KeptLength);
     KeptLength += got;
     if (KeptLength < room) break;
   }
-  Pieces.push_back({position, start, KeptLength - start});
-  return static_cast<int64_t>(KeptLength - start);
+  const size_t length = KeptLength - start;
+  if (length != 0) {
+    Pieces.push_back({position, static_cast<uint32_t>(start), static_cast<uint32_t>(length)});
+  }
+  return static_cast<int64_t>(length);
 }
 
 bool XForwardStream::JumpTo(int64_t position) {

@@ -47,8 +47,8 @@ class XForwardStream final : public XFile {
   // Bytes of the stream that are kept: at `Position` there, at `Offset` in Kept.
   struct Piece {
     int64_t Position;
-    size_t Offset;
-    size_t Length;
+    uint32_t Offset;
+    uint32_t Length;
   };
 
   [[nodiscard]] size_t ReadKept(void* buffer, size_t count, int64_t position) const;
@@ -57,6 +57,7 @@ class XForwardStream final : public XFile {
   [[nodiscard]] size_t Receive(void* buffer, size_t count);
 
   XFileHTTPStream* Stream = nullptr;
+  bool IsEmpty = false;    // the server told so; a size of 0 alone is an unknown one
   bool LooksAhead = true;  // headers are being looked at
   XMem Kept;
   size_t KeptLength = 0;

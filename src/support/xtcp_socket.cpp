@@ -27,6 +27,13 @@ constexpr int kNoSignal = MSG_NOSIGNAL;
 constexpr int kNoSignal = 0;  // the socket has SO_NOSIGPIPE
 #endif
 
+// Linux limits the time of the whole call with it; elsewhere each byte would begin it anew.
+#ifdef __linux__
+constexpr int kWaitForAll = MSG_WAITALL;
+#else
+constexpr int kWaitForAll = 0;
+#endif
+
 // A large receive is not woken for fewer bytes: each waking costs about as much as they do.
 constexpr int kWakingSize = 16384;
 
@@ -192,7 +199,7 @@ size_t XTCPSocket::Receive(void* to, size_t count, size_t spill, bool more_follo
   message.msg_iov = parts;
   message.msg_iovlen = 2;
   const auto end = Clock::now() + Limits.SilentTime;
-  ssize_t got = ::recvmsg(Handle, &message, takes_all ? MSG_WAITALL : 0);
+  ssize_t got = ::recvmsg(Handle, &message, takes_all ? kWaitForAll : 0);
   for (bool waits = true; got < 0 && IsTemporary(errno) && waits;) {
     waits = WaitFor(POLLIN, end);  // after a signal: the time left
     got = ::recvmsg(Handle, &message, MSG_DONTWAIT);

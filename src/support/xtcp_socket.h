@@ -45,8 +45,8 @@ class XTCPSocket {
   void TakeLeftover(size_t count) { First += count; }
 
   // Receives `count` bytes into `to`; with `spill` more of them, whatever is there, into the
-  // leftover buffer, which is empty before. Without spill it waits until all have come; it is then
-  // cheaper when it may count on more behind these. Returns what came
+  // leftover buffer, which is empty before. Without spill it waits for all, where the system limits
+  // the time of that; it is then cheaper when it may count on more behind these. Returns what came
   // altogether; 0 when the connection has ended or nothing came for a while.
   [[nodiscard]] size_t Receive(void* to, size_t count, size_t spill, bool more_follows);
 

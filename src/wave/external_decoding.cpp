@@ -49,7 +49,8 @@ bool clWaveDecoderCore::ExternalDecodeData() {
     if (block.data == nullptr || block.byteCount == 0) continue;
     PendingData = block.data;
     PendingBytes = block.byteCount;
-    OutWFX = XAudioWFX(&block.format);
+    // With its size: the other module may promise more extra bytes than the record has.
+    OutWFX = XAudioWFX(&block.format, sizeof block.format);
     return true;
   }
   return true;
