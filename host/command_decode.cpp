@@ -78,7 +78,10 @@ Audio OpenAudio(DecoderSession& session, const std::string& file, const DecodeOp
   const bool has_length = HasKnownLength(file, audio.info);
   if (options.from || options.to) {
     audio.excerpt = LimitRange(session, audio.info, options);
-    audio.info = session.Open(file, ZuOpenDecode).audioInfo;
+    // A range of the module holds from the next opening on.
+    if (IsStoredAsDelivered(audio.info)) {
+      audio.info = session.Open(file, ZuOpenDecode).audioInfo;
+    }
   }
   if (!has_length) {
     audio.info.lengthMs = 0;

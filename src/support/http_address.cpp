@@ -12,7 +12,6 @@ namespace wavecodec {
 namespace {
 
 bool IsControl(char c) { return static_cast<uint8_t>(c) < 0x20 || c == 0x7F; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsLetter(char c) { return ToLowerASCII(c) >= 'a' && ToLowerASCII(c) <= 'z'; }
 bool IsHostCharacter(char c) {
   return IsLetter(c) || IsDigit(c) || c == '-' || c == '.' || c == '_';
@@ -28,10 +27,9 @@ bool IsHost(std::string_view host) {
 // None when it is not 1 to 65535; a colon with nothing behind it means the default.
 std::optional<uint16_t> PortOf(std::string_view text) {
   if (text.empty()) return HTTPAddress::kDefaultPort;
-  if (!std::all_of(text.begin(), text.end(), IsDigit)) return std::nullopt;
-  const int64_t port = LeadingInt64(text);
-  if (port < 1 || port > UINT16_MAX) return std::nullopt;
-  return static_cast<uint16_t>(port);
+  const auto port = WholeNumber(text);
+  if (!port || *port < 1 || *port > UINT16_MAX) return std::nullopt;
+  return static_cast<uint16_t>(*port);
 }
 
 std::string EncodedPath(std::string_view path) {

@@ -1,18 +1,9 @@
 #include "support/http_body.h"
 
 #include "support/http_limits.h"
+#include "support/text_scan.h"
 
 namespace wavecodec {
-namespace {
-
-// -1 when the byte is no hexadecimal digit.
-int HexDigit(uint8_t byte) {
-  if (byte >= '0' && byte <= '9') return byte - '0';
-  const int letter = byte | 0x20;
-  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
-}  // namespace
 
 HTTPBody HTTPBody::Plain(std::optional<int64_t> length) {
   HTTPBody body;
@@ -44,7 +35,7 @@ size_t HTTPBody::TakeFraming(const uint8_t* bytes, size_t size) {
 }
 
 HTTPBody::Part HTTPBody::AfterSize(uint8_t byte) {
-  const int digit = HexDigit(byte);
+  const int digit = HexDigit(static_cast<char>(byte));
   if (digit >= 0) {
     if (Data > std::numeric_limits<int64_t>::max() >> 4) return Part::Bad;
     Data = Data << 4 | digit;

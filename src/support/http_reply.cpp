@@ -12,14 +12,10 @@ namespace {
 
 constexpr bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
-constexpr char ToUpperASCII(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 bool StartsWithPattern(std::string_view line, std::string_view pattern) {
   return line.size() >= pattern.size() &&
          std::equal(pattern.begin(), pattern.end(), line.begin(),
-                    [](char p, char c) { return p == '?' || p == ToUpperASCII(c); });
+                    [](char p, char c) { return p == '?' || ToLowerASCII(p) == ToLowerASCII(c); });
 }
 
 // Moves the line to `to` without the blanks before its first colon; returns its new end.
@@ -32,19 +28,6 @@ char* CopyLine(char* to, std::string_view line) {
   std::memmove(to, line.data(), name);
   std::memmove(to + name, line.data() + colon, line.size() - colon);
   return to + name + (line.size() - colon);
-}
-
-// A number of digits only, which fits.
-std::optional<int64_t> WholeNumber(std::string_view text) {
-  int64_t value = 0;
-  if (text.empty()) return std::nullopt;
-  for (const char c : text) {
-    if (c < '0' || c > '9' || __builtin_mul_overflow(value, 10, &value) ||
-        __builtin_add_overflow(value, c - '0', &value)) {
-      return std::nullopt;
-    }
-  }
-  return value;
 }
 
 // Takes the text up to `separator` off the front.

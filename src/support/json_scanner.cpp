@@ -2,15 +2,9 @@
 
 #include <algorithm>
 
+#include "support/text_scan.h"
+
 namespace wavecodec {
-namespace {
-
-constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-constexpr bool IsHexDigit(char c) {
-  return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-}  // namespace
 
 void JsonScanner::SkipSpace() {
   Position = std::min(Text.find_first_not_of(" \t\r\n", Position), Text.size());
@@ -54,7 +48,10 @@ bool JsonScanner::TakeEscape() {
   const char kind = Text[Position++];
   if (kind != 'u') return std::string_view("\"\\/bfnrt").find(kind) != std::string_view::npos;
   const std::string_view digits = Text.substr(Position, 4);
-  if (digits.size() < 4 || !std::all_of(digits.begin(), digits.end(), IsHexDigit)) return false;
+  if (digits.size() < 4 ||
+      !std::all_of(digits.begin(), digits.end(), [](char c) { return HexDigit(c) >= 0; })) {
+    return false;
+  }
   Position += 4;
   return true;
 }

@@ -1,6 +1,5 @@
 #include "support/text_scan.h"
 
-#include "support/names.h"
 #include "support/saturating.h"
 
 namespace wavecodec {
@@ -18,9 +17,21 @@ int64_t LeadingInt64(std::string_view text) {
   if (negative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
   int64_t value = 0;  // counted on its own side of 0, whose limits differ
   for (const char c : text) {
-    if (c < '0' || c > '9') break;
+    if (!IsDigit(c)) break;
     const int64_t digit = c - '0';
     value = SaturatingAdd(SaturatingMul(value, 10), negative ? -digit : digit);
+  }
+  return value;
+}
+
+std::optional<int64_t> WholeNumber(std::string_view text) {
+  int64_t value = 0;
+  if (text.empty()) return std::nullopt;
+  for (const char c : text) {
+    if (!IsDigit(c) || __builtin_mul_overflow(value, 10, &value) ||
+        __builtin_add_overflow(value, c - '0', &value)) {
+      return std::nullopt;
+    }
   }
   return value;
 }
@@ -28,14 +39,9 @@ int64_t LeadingInt64(std::string_view text) {
 uint32_t LeadingHex32(std::string_view text) {
   uint32_t value = 0;
   for (const char c : Trimmed(text)) {
-    const char digit = ToLowerASCII(c);
-    if (digit >= '0' && digit <= '9') {
-      value = value << 4 | static_cast<uint32_t>(digit - '0');
-    } else if (digit >= 'a' && digit <= 'f') {
-      value = value << 4 | static_cast<uint32_t>(digit - 'a' + 10);
-    } else {
-      break;
-    }
+    const int digit = HexDigit(c);
+    if (digit < 0) break;
+    value = value << 4 | static_cast<uint32_t>(digit);
   }
   return value;
 }

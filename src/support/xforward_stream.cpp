@@ -18,9 +18,13 @@ void XForwardStream::Close() {
   Stream = nullptr;
   IsEmpty = false;
   LooksAhead = true;
+  ForgetKept();
+}
+
+void XForwardStream::ForgetKept() {
   Kept.Free();
   KeptLength = 0;
-  Pieces.clear();
+  Pieces = {};
 }
 
 int64_t XForwardStream::Size() const {
@@ -110,9 +114,7 @@ bool XForwardStream::MoveTo(int64_t position) {
   const bool reads_on = LooksAhead && !Stream->IsSeekable() && position > Stream->GetPosition();
   if (!(reads_on ? SkipTo(position) : Stream->SetPosition(position))) return false;
   LooksAhead = false;
-  Kept.Free();
-  KeptLength = 0;
-  Pieces.clear();
+  ForgetKept();
   return SetPosition(position);
 }
 

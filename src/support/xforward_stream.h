@@ -51,6 +51,7 @@ class XForwardStream final : public XFile {
     uint32_t Length;
   };
 
+  void ForgetKept();
   [[nodiscard]] size_t ReadKept(void* buffer, size_t count, int64_t position) const;
   [[nodiscard]] bool Reach(int64_t position);
   [[nodiscard]] bool SkipTo(int64_t position);

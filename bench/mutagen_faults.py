@@ -4,6 +4,9 @@ test_faults.py. PEERS_PYTHON names an interpreter that has mutagen."""
 import collections
 import os
 import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests"))
 
 from fault_scenarios import BIG, DATA, FMT, id3, riff, scenario
 from test_faults import Place, in_turns, read
