@@ -1,22 +1,32 @@
 // What a server sends: a reply's head and its body, in pieces whose sizes the input gives, have to
 // be read as they are whole.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 
+#include "fuzz_target.h"
 #include "support/http_address.h"
 #include "support/http_body.h"
 #include "support/http_reply.h"
 
-namespace {
+namespace wavecodec::fuzz {
 
-using namespace wavecodec;
-
-void Check(bool holds) {
-  if (!holds) abort();
+std::vector<Seed> Seeds() {
+  const std::string ok = "HTTP/1.1 200 OK\r\nContent-Type: audio/wav\r\n";
+  return {
+      {"whole",
+       "\5" + ok + "Content-Length: 5\r\nAccept-Ranges: bytes\r\nETag: \"a\"\r\n\r\nRIFF "},
+      {"range", "\3HTTP/1.1 206 Partial Content\nContent-Range: bytes 3-9/10\n\n3456789"},
+      {"chunked", "\7" + ok +
+                      "Transfer-Encoding: chunked\r\n\r\n"
+                      "4;a=\"b\"\r\nRIFF\r\nA\r\n0123456789\r\n0\r\nTrailer: 1\r\n\r\n"},
+      {"moved", "\1HTTP/1.0 301 Moved\r\nLocation: ../a%20b?c#d\r\n\r\n"},
+      {"elsewhere", "\2HTTP/1.1 302 Found\r\nLocation: http://[::1]:8080/x\r\n\r\n"},
+      {"interim", "\4HTTP/1.1 100 Continue\r\n\r\n" + ok + "\r\ndata"},
+      {"radio", "\6ICY 200 OK\r\nicy-metaint: 16\r\nContent-Encoding: identity\r\n\r\naudio"},
+      {"folded", "\x9" + ok + "X-A: b\r\n c\r\nContent-Length: 3, 3\r\n\r\nabc"},
+  };
 }
+
+namespace {
 
 // The data that come out of the body's bytes, and how it ends.
 std::string Decode(HTTPBody body, std::string_view bytes, size_t piece) {
@@ -29,7 +39,7 @@ std::string Decode(HTTPBody body, std::string_view bytes, size_t piece) {
       data.append(bytes, 0, taken);
       body.TakeData(static_cast<int64_t>(taken));
     } else {
-      taken = body.TakeFraming(reinterpret_cast<const uint8_t*>(bytes.data()), size);
+      taken = body.TakeFraming(Bytes(bytes), size);
       Check(taken != 0 && taken <= size);
     }
     bytes.remove_prefix(taken);
@@ -71,11 +81,14 @@ void ReadHead(std::string head) {
 }
 
 }  // namespace
+}  // namespace wavecodec::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace wavecodec;
+  using namespace wavecodec::fuzz;
   if (size == 0) return 0;
   const size_t piece = size_t{1} + data[0] % 16;
-  const std::string_view bytes(reinterpret_cast<const char*>(data + 1), size - 1);
+  const std::string_view bytes = Text(data + 1, size - 1);
   const size_t head = FindHead(bytes, piece);
   ReadHead(std::string(bytes.substr(0, head)));
   const std::string_view rest = bytes.substr(head);

@@ -232,13 +232,15 @@ void clRIFFHandler::PlanMove(Rewrite& rewrite, int64_t from, int64_t length) {
 void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
   using Kind = RIFFChunkPlan::Kind;
   std::vector<FileRewrite::Patch>& patches = rewrite.Change.Patches;
-  const int64_t footprint = Plan().Footprint(piece);
+  int64_t footprint = Plan().Footprint(piece);
   const int64_t position = rewrite.End;
   if (piece.What == Kind::Kept) {
     const int64_t from = Chunks.At(piece.First)->ChunkPosition;
     const int64_t missing = std::max<int64_t>(0, from + footprint - OldEnd());
     PlanMove(rewrite, from, footprint - missing);
-    if (missing > 0) {  // the pad byte of the last chunk
+    if (missing > 0 && DataKeepsMark()) {
+      footprint -= missing;  // behind audio that runs to the end a pad byte would be audio
+    } else if (missing > 0) {  // the pad byte of the last chunk
       AddPatch(patches, MakePatch(position + footprint - missing, static_cast<size_t>(missing)));
     }
   } else if (piece.What == Kind::New) {
@@ -289,7 +291,7 @@ void clRIFFHandler::PlanHeaders(Rewrite& rewrite) {
     LongSizes sizes{size, data == last_index ? LastSize() : Chunks.At(data)->ChunkSize};
     if (Ds64TellsLess()) {
       sizes = *Ds64;
-      sizes.Riff += static_cast<uint64_t>(rewrite.End - Chunks.EndPosition());
+      sizes.Riff += static_cast<uint64_t>(rewrite.End - OldEnd());
     }
     if (sizes.Riff != Ds64->Riff || sizes.Data != Ds64->Data) {
       FileRewrite::Patch patch = MakePatch(Chunks.At(0)->FileDataPosition, kDs64Sizes);

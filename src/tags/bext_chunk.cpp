@@ -122,6 +122,11 @@ bool clRIFFBEXTChunk::KeepOldBytes(XMem& body, const XMem& replaced) {
     return Trimmed(before) == Trimmed(From1252(body.Data() + offset, length));
   };
   keep(kVersionOffset, kFixedSize);
+  // A time past 63 bits is told and taken as the nearest one.
+  const uint64_t time = ReadU64LE(old + kTimeReferenceOffset);
+  if (ReadU64LE(body.Data() + kTimeReferenceOffset) == std::min<uint64_t>(time, INT64_MAX)) {
+    keep(kTimeReferenceOffset, kVersionOffset);
+  }
   for (const Field& field : kTextFields) {
     if (says_the_same(field.Offset, field.Length, field.Length)) {
       keep(field.Offset, field.Offset + field.Length);
