@@ -33,6 +33,7 @@ std::vector<Seed> Seeds() {
       {"RF64 to the end", rf64(fmt + "data" + LE(0xFFFFFFFF, 4) + Noise(401))},
       {"RF64 that ds64 tells less of, odd: a pad byte became audio",
        rf64(fmt + "data" + LE(0xFFFFFFFF, 4) + Noise(413))},
+      {"an empty bext chunk: a copy from it to nowhere", Riff(fmt + data + Chunk("bext", ""))},
       {"cut", Riff(fmt + list + data).substr(0, 300)},
       {"bytes behind", Riff(fmt + data) + Noise(33)},
   };

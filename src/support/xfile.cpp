@@ -170,6 +170,7 @@ const uint8_t* XFile::Window::Find(int64_t position, size_t count) const {
 }
 
 size_t XFile::ReadSmall(void* buffer, size_t count) {
+  if (count == 0) return 0;  // also into no buffer
   if (count > kWindowSize) return Read(buffer, count);
   const uint8_t* bytes = Windows[LastUsed].Find(Position, count);
   if (bytes == nullptr) {
