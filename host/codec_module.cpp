@@ -52,7 +52,7 @@ CodecModule::CodecModule(const fs::path& file) : name_(Displayable(file.native()
 fs::path DefaultModuleFile() {
   const fs::path folder = ExecutableFolder();
   const fs::path beside = folder / "wave.dll";
-  const fs::path installed = folder / "../lib/wavecodec/wave.dll";
+  const fs::path installed = (folder / WAVEHOST_MODULE_FOLDER / "wave.dll").lexically_normal();
   std::error_code failure;
   return !fs::exists(beside, failure) && fs::exists(installed, failure) ? installed : beside;
 }
