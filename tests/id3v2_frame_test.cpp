@@ -50,7 +50,8 @@ TEST(ID3v2Text, Reads) {
       {"nothing", 1, "", "", "!"},
       {"odd size", 1, kLE + "a~b", "a"},
       {"big-endian without mark", 2, "\xD8\x3D\xDE~~b~", "😀b"},
-      {"lone surrogates", 2, "\xDE~\xD8\x3D", "\xED\xB8\x80\xED\xA0\xBD"},
+      {"lone surrogates", 2, "\xDE~\xD8\x3D~a", "\xED\xB8\x80\xED\xA0\xBD\x61"},
+      {"lone surrogate before U+E000", 2, "\xD8\x3D\xE0~", "\xED\xA0\xBD\uE000"},
       {"UTF-8", 3, "aä€😀~b", "aä€😀"},
       {"surrogate in UTF-8", 3, "\xED\xA0\xBD", "\xED\xA0\xBD"},
       {"Latin-1 in UTF-8", 3, "gr\xFC\xDF", "grüß", "!"},
@@ -129,6 +130,7 @@ TEST(ID3v2Frame, TellsItsStringsApart) {
       {"d|", "COMM ~engd~"},
       {"d|text|", "COMM ~engd~text~"},
       {"|t|", "COMM ~eng~t; TXXX \3~t~; COMM \1eng\xFF\xFE~~\xFF\xFEt~; COMM \1eng~~\xFF\xFEt~~~"},
+      {"ǿ|", "TIT2 \1\xFF\1"},
       {"|Ā|\1|", "COMM \2eng~~\1~~~~\1"}};
   for (const auto& [expected, frames] : cases) {
     for (const std::string& frame : Items(frames)) {
@@ -173,6 +175,17 @@ TEST(ID3v2Frame, IsMadeFitForARevision) {
     t_frame frame = Frame(payload);
     EXPECT_EQ(Try([&] { return frame.SanitizeForRevision(revision3), Payload(frame); }), expected);
   }
+  t_frame frame = Frame("COMM \3fre~t");
+  frame.SanitizeForRevision(revision4);
+  EXPECT_EQ(Payload(frame), "\3fre~t");
+}
+
+TEST(ID3v2Frame, RefusesOtherPayloads) {
+  std::string url;
+  for (const char* bad : {"WXXX ", "WXXX \4d~url", "WXXX ~url"}) {
+    EXPECT_THROW(Frame(bad).view().GetAsWXXX(false, url), parseError) << bad;
+  }
+  EXPECT_THROW((void)Frame("TIT2 \4a").view().GetStringCount(), parseError);
   EXPECT_THROW(Frame("TIT2 ").AddString("a"), parseError);
   EXPECT_THROW(Frame("TIT2 \2").AddString("a"), parseError);
 }
