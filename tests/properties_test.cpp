@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
+#include <utility>
 
 #include "support/number_format.h"
 #include "wave/audio_properties.h"
@@ -33,38 +34,32 @@ XAudioWFX Extensible(uint32_t mask, unsigned channels) {
 }
 
 TEST(AudioProperties, QualityAndCodec) {
-  const struct {
-    Form form;
-    const char* quality;
-    const char* codec;
-    const char* gapless;
-  } cases[] = {
-      {{1, 2, 44100, 16}, "CD  (Lossless)", "PCM", "Yes"},
-      {{1, 1, 48000, 16}, "DAT  (Lossless)", "PCM", "Yes"},
-      {{1, 2, 48000, 24}, "DVD  (Lossless)", "PCM", "Yes"},
-      {{3, 2, 96000, 32}, "DVD  (Lossless)", "IEEE Float", "Yes"},
-      {{1, 2, 44100, 24}, "Perfect  (Lossless)", "PCM", "Yes"},
-      {{1, 2, 96000, 16}, "Perfect  (Lossless)", "PCM", "Yes"},
-      {{1, 2, 44100, 8}, "Perfect  (Lossless)", "PCM", "Yes"},
-      {{3, 2, 44100, 32}, "Perfect  (Lossless)", "IEEE Float", "Yes"},
-      {{85, 2, 44100, 0, 24000}, "High  (Lossy)", "MPEG-1 Layer 3", "No"},
-      {{85, 2, 44100, 0, 23874}, "Medium  (Lossy)", "MPEG-1 Layer 3", "No"},
-      {{85, 2, 44100, 0, 16000}, "Medium  (Lossy)", "MPEG-1 Layer 3", "No"},
-      {{85, 2, 44100, 0, 14000}, "Low  (Lossy)", "MPEG-1 Layer 3", "No"},
-      {{80, 1, 44100, 0, 15938}, "High  (Lossy)", "MPEG-1 Layer 1 or 2", "No"},
-      {{80, 1, 44100, 0, 15937}, "Medium  (Lossy)", "MPEG-1 Layer 1 or 2", "No"},
-      {{80, 1, 44100, 0, 9937}, "Low  (Lossy)", "MPEG-1 Layer 1 or 2", "No"},
-      {{80, 1, 44100, 0, 0x20000000}, "Low  (Lossy)", "MPEG-1 Layer 1 or 2", "No"},  // 0 in 32 bits
-      {{2, 1, 44100, 4, 100000}, "Medium  (Lossy)", "Unknown ACM ID: 2", "Yes"},
-      {{2, 1, 44100, 4, 15937}, "Low  (Lossy)", "Unknown ACM ID: 2", "Yes"},
-      {{0x11, 1, 44100, 4, 100000}, "Medium  (Lossy)", "Unknown ACM ID: 17", "No"},
+  const std::pair<Form, std::string> cases[] = {
+      {{1, 2, 44100, 16}, "CD  (Lossless), PCM, Yes"},
+      {{1, 1, 48000, 16}, "DAT  (Lossless), PCM, Yes"},
+      {{1, 2, 48000, 24}, "DVD  (Lossless), PCM, Yes"},
+      {{3, 2, 96000, 32}, "DVD  (Lossless), IEEE Float, Yes"},
+      {{1, 2, 44100, 24}, "Perfect  (Lossless), PCM, Yes"},
+      {{1, 2, 96000, 16}, "Perfect  (Lossless), PCM, Yes"},
+      {{1, 2, 44100, 8}, "Perfect  (Lossless), PCM, Yes"},
+      {{3, 2, 44100, 32}, "Perfect  (Lossless), IEEE Float, Yes"},
+      {{85, 2, 44100, 0, 24000}, "High  (Lossy), MPEG-1 Layer 3, No"},
+      {{85, 2, 44100, 0, 23874}, "Medium  (Lossy), MPEG-1 Layer 3, No"},
+      {{85, 2, 44100, 0, 16000}, "Medium  (Lossy), MPEG-1 Layer 3, No"},
+      {{85, 2, 44100, 0, 14000}, "Low  (Lossy), MPEG-1 Layer 3, No"},
+      {{80, 1, 44100, 0, 15938}, "High  (Lossy), MPEG-1 Layer 1 or 2, No"},
+      {{80, 1, 44100, 0, 15937}, "Medium  (Lossy), MPEG-1 Layer 1 or 2, No"},
+      {{80, 1, 44100, 0, 9937}, "Low  (Lossy), MPEG-1 Layer 1 or 2, No"},
+      {{80, 1, 44100, 0, 0x20000000}, "Low  (Lossy), MPEG-1 Layer 1 or 2, No"},  // 0 in 32 bits
+      {{2, 1, 44100, 4, 100000}, "Medium  (Lossy), Unknown ACM ID: 2, Yes"},
+      {{2, 1, 44100, 4, 15937}, "Low  (Lossy), Unknown ACM ID: 2, Yes"},
+      {{0x11, 1, 44100, 4, 100000}, "Medium  (Lossy), Unknown ACM ID: 17, No"},
   };
-  for (const auto& c : cases) {
-    const XAudioWFX format = Plain(c.form);
-    const auto name = testing::Message() << c.form.tag << " " << c.form.bytes_per_second;
-    EXPECT_STREQ(GetAudioQuality(format), c.quality) << name;
-    EXPECT_EQ(GetACMFormat(format), c.codec) << name;
-    EXPECT_STREQ(GetGapless(format), c.gapless) << name;
+  for (const auto& [form, expected] : cases) {
+    const XAudioWFX format = Plain(form);
+    EXPECT_EQ(GetAudioQuality(format) + (", " + GetACMFormat(format)) + ", " + GetGapless(format),
+              expected)
+        << form.tag << " " << form.bytes_per_second;
   }
 }
 
@@ -93,38 +88,34 @@ TEST(AudioProperties, Channels) {
 }
 
 TEST(AudioProperties, HeaderForms) {
-  const struct {
-    uint64_t size;
-    const char* header;
-  } cases[] = {{14, "Wave Format"},           {16, "Wave Format PCM"}, {18, "Wave Format Extended"},
-               {999, "Wave Format Extended"}, {0, "Invalid"},          {17, "Invalid"}};
-  for (const auto& c : cases) EXPECT_STREQ(GetWaveHeader(Plain({1, 1, 8000, 8}), c.size), c.header);
+  const std::pair<uint64_t, const char*> cases[] = {
+      {14, "Wave Format"},           {16, "Wave Format PCM"}, {18, "Wave Format Extended"},
+      {999, "Wave Format Extended"}, {0, "Invalid"},          {17, "Invalid"}};
+  for (const auto& [size, header] : cases) {
+    EXPECT_STREQ(GetWaveHeader(Plain({1, 1, 8000, 8}), size), header);
+  }
   EXPECT_STREQ(GetWaveHeader(Extensible(3, 2), 40), "Wave Format Extensible");
 }
 
 TEST(AudioProperties, Sizes) {
   constexpr uint64_t kMega = 1 << 20;
-  const struct {
-    uint64_t bytes;
-    const char* text;
-  } cases[] = {
-      {0, "0 bytes"},
-      {1, "1 byte"},
-      {1023, "1023 bytes"},
-      {1024, "1 KB"},
-      {1034, "1 KB"},  // less than a hundredth more
-      {1035, "2 KB"},
-      {kMega - 1, "1024 KB"},
-      {kMega, "1.00 MB"},
-      {10584000, "10.09 MB"},
-      {kMega * 1024 - 1, "1024.00 MB"},
-      {kMega * 1536, "1.50 GB"},
-      {kMega * kMega * 7 / 2, "3.50 TB"},
-  };
-  for (const auto& c : cases) {
+  // 1 KB is also what has less than a hundredth more.
+  const std::pair<uint64_t, const char*> cases[] = {{0, "0 bytes"},
+                                                    {1, "1 byte"},
+                                                    {1023, "1023 bytes"},
+                                                    {1024, "1 KB"},
+                                                    {1034, "1 KB"},
+                                                    {1035, "2 KB"},
+                                                    {kMega - 1, "1024 KB"},
+                                                    {kMega, "1.00 MB"},
+                                                    {10584000, "10.09 MB"},
+                                                    {kMega * 1024 - 1, "1024.00 MB"},
+                                                    {kMega * 1536, "1.50 GB"},
+                                                    {kMega * kMega * 7 / 2, "3.50 TB"}};
+  for (const auto& [bytes, expected] : cases) {
     std::string text = "=";
-    AppendSizeText(text, c.bytes);
-    EXPECT_EQ(text, std::string("=") + c.text);
+    AppendSizeText(text, bytes);
+    EXPECT_EQ(text, std::string("=") + expected);
   }
 }
 
@@ -133,13 +124,11 @@ TEST(NumberFormat, GroupsDigits) {
     const char* grouping;
     uint64_t number;
     const char* text;
-  } cases[] = {
-      {"", 1234567, "1234567"},
-      {"\3", 123, "123"},
-      {"\3", 1234567, "1.234.567"},
-      {"\3\2", 123456789, "12.34.56.789"},
-      {"\3\x7f", 123456789, "123456.789"},
-  };
+  } cases[] = {{"", 1234567, "1234567"},
+               {"\3", 123, "123"},
+               {"\3", 1234567, "1.234.567"},
+               {"\3\2", 123456789, "12.34.56.789"},
+               {"\3\x7f", 123456789, "123456.789"}};
   for (const auto& c : cases) {
     EXPECT_EQ((NumberFormat{".", ",", c.grouping}.Integer(c.number)), c.text);
   }

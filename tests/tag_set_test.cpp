@@ -2,53 +2,40 @@
 
 #include <gtest/gtest.h>
 
+#include "tag_text.h"
 #include "wave_builder.h"
 
 namespace wavecodec {
 namespace {
 
-using test::LE;
-
-constexpr uint8_t kThreeBytes[] = {1, 2, 3};
-
-NTag Set(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> entries) {
-  NTag tags;
-  for (const auto& [name, value] : entries) tags.AddTag(name, value);
-  return tags;
-}
-
-// "name=value" of every entry, with "#" and the bytes of a payload.
-XStr Text(const NTag& tags) {
-  XStr text;
-  for (size_t i = 0; i < tags.Count(); ++i) {
-    const STInternalTag tag = tags[i];
-    text += tag.Name + L"=" + tag.Value;
-    if (!tag.Data.IsEmpty()) text += L"#" + std::to_wstring(tag.Data.Size());
-    text += L";";
-  }
-  return text;
-}
+using namespace test;
 
 std::string Block(const NTag& tags) {
   XMem block;
   EXPECT_TRUE(tags.ToRawMemory(block));
-  return {reinterpret_cast<const char*>(block.Data()), block.Size()};
+  return Bytes(block);
+}
+// In units of 16 bits.
+std::string Wide(const std::string& text) {
+  std::string units;
+  for (const char c : Zeroed(text)) units += std::string{c, '\0'};
+  return units;
 }
 
 TEST(TagSet, NamesAreFoundWithoutRegardToCase) {
-  NTag tags = Set({{L"Artist", L"A"}, {L"ARTIST", L"B"}, {L"Title", L"T"}});
+  NTag tags = SetOf("Artist=A; ARTIST=B; Title=T");
   EXPECT_EQ(tags.GetTagValue(L"artist"), L"A");
   tags.SetTagValue(L"aRTIST", L"C");
   tags.SetTagValue(L"New", L"N");
-  EXPECT_EQ(Text(tags), L"Artist=C;ARTIST=B;Title=T;New=N;");
+  EXPECT_EQ(Text(tags), "Artist=C; ARTIST=B; Title=T; New=N");
   EXPECT_EQ(tags.FindElementRemove(L"artist"), L"C");
   EXPECT_EQ(tags.FindElementRemove(L"artist"), L"");
   EXPECT_FALSE(tags.RemoveTag(L"artist"));
   tags.RemoveTag(size_t{0});
-  EXPECT_EQ(Text(tags), L"New=N;");
+  EXPECT_EQ(Text(tags), "New=N");
   tags = static_cast<const NTag&>(tags);
   EXPECT_TRUE(tags.RemoveTag(tags.At(0).Name));
-  EXPECT_EQ(Text(tags), L"");
+  EXPECT_EQ(Text(tags), "");
 }
 
 // Wide texts come back as they were given; what is no UTF-8 is repaired; a zero ends a text.
@@ -58,18 +45,19 @@ TEST(TagSet, KeepsCharacters) {
   tags.AddTag(odd, odd + L'\0' + L"hidden");
   tags.AddTag(STInternalTag{L"S", odd, {}});
   tags.AddTag("n", "a\xFFz");
-  EXPECT_EQ(Text(tags), odd + L"=" + odd + L";S=" + odd + L";n=a\uFFFDz;");
+  EXPECT_EQ(tags[0].Name + tags[0].Value + tags[1].Value, odd + odd + odd);
+  EXPECT_EQ(tags[2].Value, L"a\uFFFDz");
 }
 
 TEST(TagSet, MergingTakesOneEntryOfEachName) {
-  const NTag genres = Set({{L"Genre", L"Rock"}, {L"GENRE", L"Pop"}});
-  EXPECT_EQ(Text(NTag(genres)), L"Genre=Rock;");
+  const NTag genres = SetOf("Genre=Rock; GENRE==x");
+  EXPECT_EQ(Text(NTag(genres)), "Genre=Rock");
   NTag last;
   last.MergeFrom(genres, true);
-  EXPECT_EQ(Text(last), L"GENRE=Pop;");
-  NTag kept = Set({{L"genre", L"Jazz"}, {L"Title", L"T"}});
-  kept.MergeFrom(Set({{L"Genre", L"Rock"}, {L"Year", L"1999"}}), false);
-  EXPECT_EQ(Text(kept), L"genre=Jazz;Title=T;Year=1999;");
+  EXPECT_EQ(Text(last), "GENRE==x");
+  NTag kept = SetOf("genre=Jazz; Title=T");
+  kept.MergeFrom(SetOf("Genre=Rock; Year=1999"), false);
+  EXPECT_EQ(Text(kept), "genre=Jazz; Title=T; Year=1999");
 }
 
 // With many entries names are found by an index, which removals and replacements must not confuse.
@@ -87,75 +75,69 @@ TEST(TagSet, ManyEntriesAreFoundLikeFew) {
 }
 
 TEST(TagSet, TheBlockHasItsForm) {
-  EXPECT_EQ(Block({}), std::string(4, '\0'));
-  NTag tags = Set({{L"A", L""}});
-  EXPECT_EQ(Block(tags), LE(1, 4) + LE(10, 4) + LE('A', 2) + LE(0, 2) + LE(0, 2));
-  tags = Set({{L"B", L"\U0001F600x"}});
-  tags.AddTag("_c", kThreeBytes);
-  EXPECT_EQ(Block(tags), LE(2, 4) + LE(14, 4) + LE('B', 2) + LE(0, 2) + LE(0xF600, 2) + LE('x', 2) +
-                             LE(0, 2) +  //
-                             LE(15, 4) + LE('_', 2) + LE('c', 2) + LE(0, 2) + LE(0, 2) + "\1\2\3");
-  const std::string block = Block(tags);
-  tags.InitFromRawMemory(block.data(), block.size());
-  EXPECT_EQ(Text(tags), L"B=\uF600x;_c=#3;");
-  EXPECT_EQ(Block(tags), block);
-
-  XMem utf8;
-  ASSERT_TRUE(tags.ToRawMemoryUTF8(utf8));
-  EXPECT_EQ(utf8.Size(), 4 + tags.GetRawTagItemSizeUTF8(0) + tags.GetRawTagItemSizeUTF8(1));
-  NTag again;
-  again.InitFromRawMemoryUTF8(utf8.Data(), utf8.Size());
-  EXPECT_EQ(Text(again), Text(tags));
+  const std::pair<std::string, std::string> cases[] = {
+      {"", LE(0, 4)},
+      {"A=", LE(1, 4) + LE(10, 4) + Wide("A~~")},
+      {"B=\U0001F600x; _c==\1\2\3", LE(2, 4) + LE(14, 4) + Wide("B~") + LE(0xF600, 2) + Wide("x~") +
+                                        LE(15, 4) + Wide("_c~~") + "\1\2\3"}};
+  for (const auto& [text, block] : cases) {
+    const NTag tags = SetOf(text), read = SetIn(block.data(), block.size());
+    EXPECT_EQ(Block(tags), block);
+    EXPECT_EQ(Block(read), block);
+    EXPECT_EQ(read.Count(), tags.Count());
+    XMem utf8;
+    ASSERT_TRUE(tags.ToRawMemoryUTF8(utf8));
+    size_t size = 4;
+    for (size_t i = 0; i < tags.Count(); ++i) size += tags.GetRawTagItemSizeUTF8(i);
+    EXPECT_EQ(utf8.Size(), size);
+    NTag again;
+    again.InitFromRawMemoryUTF8(utf8.Data(), utf8.Size());
+    EXPECT_EQ(Text(again), text);
+  }
 }
 
 TEST(TagSet, ADamagedBlockGivesTheEntriesBeforeTheDamage) {
-  const std::string one = LE(10, 4) + LE('A', 2) + LE(0, 2) + LE(0, 2);
-  const struct {
-    std::string block;
-    const wchar_t* expected;
-  } cases[] = {
-      {"", L""},
-      {LE(1, 3), L""},
-      {LE(9, 4), L""},
-      {LE(0xFFFFFFFF, 4) + one, L"A=;"},
-      {LE(2, 4) + one + LE(11, 4) + LE('B', 2) + LE(0, 2) + LE(0, 2), L"A=;"},
-      {LE(2, 4) + one + LE(0x80000000, 4) + one, L"A=;"},
-      {LE(2, 4) + one + LE(3, 4) + one, L"A=;"},
-      {LE(2, 4) + LE(6, 4) + LE('B', 2) + one, L"B=;"},             // a name without its end: stop
-      {LE(2, 4) + LE(8, 4) + LE('B', 2) + LE(0, 2) + one, L"B=;"},  // and without a value
-      {LE(2, 4) + LE(10, 4) + LE('B', 2) + LE(0, 2) + LE('v', 2) + one, L"B=v;A=;"},
-      {LE(2, 4) + LE(9, 4) + LE('B', 2) + LE(0, 2) + "!" + one, L"B=#1;A=;"},
-      {LE(2, 4) + LE(4, 4) + one, L"=;"},
-  };
-  NTag tags = Set({{L"old", L"old"}});
-  for (const auto& c : cases) {
-    tags.InitFromRawMemory(c.block.data(), c.block.size());
-    EXPECT_EQ(Text(tags), c.expected) << c.block.size();
+  const std::string one = LE(10, 4) + Wide("A~~"), two = LE(2, 4);
+  const std::pair<std::string, const char*> cases[] = {
+      {"", ""},
+      {LE(1, 3), ""},
+      {LE(9, 4), ""},
+      {LE(0xFFFFFFFF, 4) + one, "A="},
+      {two + one + LE(11, 4) + Wide("B~~"), "A="},
+      {two + one + LE(0x80000000, 4) + one, "A="},
+      {two + one + LE(3, 4) + one, "A="},
+      {two + LE(4, 4) + one, "="},
+      // Without the end of a name or a value it stops.
+      {two + LE(6, 4) + Wide("B") + one, "B="},
+      {two + LE(8, 4) + Wide("B~") + one, "B="},
+      {two + LE(10, 4) + Wide("B~v") + one, "B=v; A="},
+      {two + LE(9, 4) + Wide("B~") + "!" + one, "B==!; A="}};
+  NTag tags = SetOf("old=old");
+  for (const auto& [block, expected] : cases) {
+    tags.InitFromRawMemory(block.data(), block.size());
+    EXPECT_EQ(Text(tags), expected) << block.size();
   }
 }
 
 TEST(TagSet, Filters) {
-  NTag all = Set({{L"Title", L"1234567890"},
-                  {L"_cdTOC", L""},
-                  {L"_Riff_1", L""},
-                  {L"_albumart_1_Media", L""},
-                  {L"_crc", L""},
-                  {L"_other", L""}});
-  const auto kept = [&](unsigned flags) {
-    NTag tags = all;
-    tags.DropTagsBeginUnderScore(flags);
-    return Text(tags);
-  };
-  EXPECT_EQ(kept(1), L"Title=1234567890;");
-  EXPECT_EQ(kept(NTagKeepRiff | NTagKeepCRC), L"Title=1234567890;_Riff_1=;_crc=;");
-  EXPECT_EQ(kept(NTagKeepCDToc | NTagKeepAlbumArt),
-            L"Title=1234567890;_cdTOC=;_albumart_1_Media=;");
-  NTag tags = Set({{L"Title", L"1234567890"}});
-  tags.AddTag("Raw", kThreeBytes);
+  const std::pair<unsigned, const char*> cases[] = {
+      {1, "Title=1234567890; Raw==123"},
+      {NTagKeepRiff | NTagKeepCRC, "Title=1234567890; _Riff_1=; _crc=; Raw==123"},
+      {NTagKeepCDToc | NTagKeepAlbumArt,
+       "Title=1234567890; _cdTOC=; _albumart_1_Media=; Raw==123"}};
+  NTag tags;
+  for (const auto& [keep, kept] : cases) {
+    tags = SetOf("Title=1234567890; _cdTOC=; _Riff_1=; _albumart_1_Media=; _crc=; _o=; Raw==123");
+    tags.DropTagsBeginUnderScore(keep);
+    EXPECT_EQ(Text(tags), kept);
+  }
+  tags = SetOf("Title=1234567890; Raw==123");
   tags.RemoveTagsBiggerThan(30);
   EXPECT_EQ(tags.Count(), 2U);
   tags.RemoveTagsBiggerThan(29);
-  EXPECT_EQ(Text(tags), L"Raw=#3;");
+  EXPECT_EQ(Text(tags), "Raw==123");
+  tags.RemoveTagsBiggerThan(9);
+  EXPECT_EQ(tags.Count(), 1U);
   tags.RemoveAllBinaryTags();
   EXPECT_EQ(tags.Count(), 0U);
 }
@@ -169,52 +151,34 @@ TEST(TagSet, PictureNames) {
   }
   EXPECT_EQ(AlbumArtAPICPicTypeToElementDescription(3), L"_Front Album Cover");
   EXPECT_EQ(AlbumArtDescriptionToAPICPicType(L"bACK aLBUM cOVER"), 4U);
-
-  const struct {
-    const wchar_t* name;
-    const wchar_t* description;
-    const wchar_t* sub_description;
-  } cases[] = {
-      {L"_albumart_1_Back Album Cover<subdesc>booklet", L"Back Album Cover", L"booklet"},
-      {L"_AlbumArt_1_Media", L"Media", L""},
-      {L"_albumart_1__x", L"_x", L""},
-      {L"_albumart_1", L"", L""},
-  };
-  for (const auto& c : cases) {
-    const NTag tags = Set({{L"Title", L""}, {c.name, L""}});
-    XStr description = L"?";
-    XStr sub_description = L"?";
-    EXPECT_FALSE(tags.GetAlbumArt(2, description, sub_description));
-    EXPECT_TRUE(tags.GetAlbumArt(1, description, sub_description));
-    EXPECT_EQ(description, c.description);
-    EXPECT_EQ(sub_description, c.sub_description);
+  const std::pair<std::string, XStr> cases[] = {
+      {"_albumart_1_Back Album Cover<subdesc>booklet", L"Back Album Cover|booklet"},
+      {"_AlbumArt_1_Media", L"Media|"},
+      {"_albumart_1__x", L"_x|"},
+      {"_albumart_1", L"|"}};
+  for (const auto& [name, parts] : cases) {
+    XStr kind = L"?", description = L"?";
+    const NTag tags = SetOf("Title=; " + name + "=");
+    EXPECT_FALSE(tags.GetAlbumArt(2, kind, description));
+    EXPECT_TRUE(tags.GetAlbumArt(1, kind, description));
+    EXPECT_EQ(kind + L"|" + description, parts);
   }
 }
 
 TEST(TagSet, TrackNumbers) {
-  const struct {
-    const wchar_t* text;
-    int number;
-    int count;
-    const wchar_t* padded;
-  } cases[] = {
-      {L"3/9", 3, 9, L"03/09"},
-      {L"12", 12, 0, L"12"},
-      {L" 7 / 12 ", 7, 12, L"07/12"},
-      {L"A1", 0, 0, L""},
-      {L"", 0, 0, L""},
-      {L"99999999999", 2147483647, 0, L"2147483647"},
-  };
-  for (const auto& c : cases) {
-    int number = -1;
-    int count = -1;
-    SplitTrackNumANDCount(c.text, number, count);
-    EXPECT_EQ(number, c.number) << c.text;
-    EXPECT_EQ(count, c.count) << c.text;
-    EXPECT_EQ(Set({{L"Track", c.text}}).PaddedTrackNum(L"TRACK"), c.padded);
+  const std::pair<const wchar_t*, XStr> cases[] = {
+      {L"3/9", L"3 9 03/09"}, {L"12", L"12 0 12"}, {L" 7 / 12 ", L"7 12 07/12"},
+      {L"A1", L"0 0 "},       {L"", L"0 0 "},      {L"99999999999", L"2147483647 0 2147483647"}};
+  for (const auto& [text, expected] : cases) {
+    int number = -1, count = -1;
+    SplitTrackNumANDCount(text, number, count);
+    NTag tags;
+    tags.AddTag(L"Track", text);
+    EXPECT_EQ(std::to_wstring(number) + L" " + std::to_wstring(count) + L" " +
+                  tags.PaddedTrackNum(L"TRACK"),
+              expected);
   }
-  XStr number;
-  XStr count;
+  XStr number, count;
   SplitTrackNumANDCountStr(L"A 1 / B ", number, count);
   EXPECT_EQ(number + L"|" + count, L"A 1 |B");
 }

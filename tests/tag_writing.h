@@ -64,13 +64,20 @@ inline XMem TagBlock(const Entries& entries) {
   return block;
 }
 
-inline bool SetTags(Instance& instance, const std::wstring& file, const Entries& entries) {
-  const XMem block = TagBlock(entries);
+inline bool SetBlock(Instance& instance, const std::wstring& file, const XMem& block) {
   STZuCodecGetSet record{};
   record.Text1 = file.c_str();
   record.Data = block.Data();
   record.SubIndex = static_cast<int32_t>(block.Size());
   return instance.M.Set(instance.Self, L"IDTags", &record) == 1;
+}
+inline bool SetTags(Instance& instance, const std::wstring& file, const Entries& entries) {
+  return SetBlock(instance, file, TagBlock(entries));
+}
+inline bool SetTags(Instance& instance, const std::wstring& file, const NTag& tags) {
+  XMem block;
+  tags.ToRawMemory(block);
+  return SetBlock(instance, file, block);
 }
 
 // Everything when there are no names.
