@@ -12,12 +12,10 @@ namespace {
 
 std::vector<std::string> Seeds() {
   const std::string data = Noise(3000);
-  const std::string fmt = Fmt(1, 2, 44100, 16);
-  const std::string wide = ExtensibleFmt(1, 2, 48000, 24);
   return {
-      Riff(fmt + Chunk("data", data)),
-      Riff(Chunk("JUNK", "pad") + wide + Chunk("fact", LE(100, 4)) + Chunk("data", data) +
-           Chunk("LIST", "INFOINAM" + LE(4, 4) + "Name")),
+      Stereo16(data),
+      Riff(Chunk("JUNK", "pad") + ExtensibleFmt(1, 2, 48000, 24) + Chunk("fact", LE(100, 4)) +
+           Chunk("data", data) + Chunk("LIST", "INFOINAM" + LE(4, 4) + "Name")),
       "RF64" + LE(0xFFFFFFFF, 4) + "WAVE" + Chunk("ds64", Noise(28)) + Fmt(3, 1, 8000, 64) +
           "data" + LE(0xFFFFFFFF, 4) + data,
       Riff(Fmt(85, 2, 44100, 0) + Chunk("data", data)),

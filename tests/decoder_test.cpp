@@ -17,10 +17,6 @@ constexpr uint32_t kAll = ZuOpenDecode | ZuOpenInfo | ZuOpenTags | ZuOpenPropert
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 
-std::string Stereo16(std::string_view data) {
-  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data));
-}
-
 // A bar ends a line; NAME is the file, FORMAT the whole format.
 constexpr const char* kTrace =
     "->->  [Open]|  Opening file 'NAME' for read access: |  Opened|"

@@ -108,7 +108,7 @@ class Server : test::Fixed {
 // Long enough for a busy machine where a test does not wait for the end.
 constexpr HTTPLimits kQuick{
     milliseconds(2000), milliseconds(1000), milliseconds(500), milliseconds(600), 256,
-    milliseconds(1500)};
+    milliseconds(2500)};
 
 const std::string kFile = test::Noise(5000);
 

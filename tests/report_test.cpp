@@ -20,34 +20,25 @@ class Report : public testing::Test {
   const STNStdReport& R = Captured.Record;
 };
 
-TEST_F(Report, IndentsWhatLiesBetweenEntryAndExit) {
-  const TraceScope outer(R, "Outer");
-  const TraceScope inner(R, "Inner");
-  inner.Info() << L"Warning: odd.";
-  DebugLine(R) << L"x->-> " << -7 << L"!";
-  inner.Leave();
-  outer.Leave();
-  EXPECT_EQ(Captured.Debug(),
-            "->->  [Outer]\r\n"
-            "  ->->  [Inner]\r\n"
-            "*** Information: Warning: odd.  [Inner]\r\n"
-            "    x->-> -7!\r\n"
-            "  <-<-  [Inner]\r\n"
-            "<-<-  [Outer]\r\n");
-  EXPECT_EQ(Captured.Information(), "Warning: odd.  [Inner]\r\n");
-  EXPECT_EQ(Captured.Errors(), "");
-}
-
-TEST_F(Report, ContinuesALineAndSurvivesUnevenEntriesAndExits) {
+TEST_F(Report, IndentsAndContinuesLinesAndSurvivesUnevenEntriesAndExits) {
   StdReport::WriteDEBUG(L"<-<-", R, "A", true);
   StdReport::WriteDEBUG(L"<-<-", R, "A", true);
-  { const TraceScope fails(R, "B"); }
+  {
+    const TraceScope fails(R, "B");
+    const TraceScope inner(R, "C");
+    inner.Info() << L"Warning: odd.";
+    DebugLine(R) << L"x->-> " << -7 << L"!";
+    inner.Leave();
+  }
   StdReport::WriteDEBUG(L"one ", R, "not shown", false);
   StdReport::WriteDEBUG(L"two", R, nullptr, true);
   StdReport::WriteERROR(L"bad", R, nullptr);
   StdReport::WriteDEBUG(L"<-<-", R, "B", true);
   EXPECT_EQ(Captured.Debug(),
-            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
+            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  ->->  [C]\r\n"
+            "*** Information: Warning: odd.  [C]\r\n    x->-> -7!\r\n  <-<-  [C]\r\n"
+            "  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
+  EXPECT_EQ(Captured.Information(), "Warning: odd.  [C]\r\n");
   EXPECT_EQ(Captured.Errors(), "bad\r\n");
 }
 

@@ -35,11 +35,9 @@ class Settings : public ::testing::Test {
  protected:
   Settings() {
     // In memory where that can be had: a disk makes each write wait for milliseconds.
-    std::filesystem::path place = "/dev/shm";
-    if (access(place.c_str(), W_OK) != 0 || getenv("SETTINGS_ON_DISK") != nullptr) {
-      place = std::filesystem::temp_directory_path();
-    }
-    std::string folder = place / "settingsXXXXXX";
+    const bool memory = access("/dev/shm", W_OK) == 0;
+    std::string folder =
+        (memory ? "/dev/shm" : std::filesystem::temp_directory_path()) / "settingsXXXXXX";
     if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
     Folder = folder;
     File = Folder / "settings";

@@ -14,7 +14,7 @@
 #endif
 
 struct Stub {
-  uint8_t Output[8];
+  uint8_t Output[32];
 };
 
 static size_t g_path_length;
@@ -36,8 +36,8 @@ uint32_t Open(void* instance, STZuOpenDecoder* record) {
 
 uint32_t Close(void* self, STZuEncoderFluid* fluid) { return self != NULL && fluid == NULL; }
 
-/* 'F' fails, 'E' and 'N' give nothing yet; else eight bytes: the first of the block, whether it is the
- * last, its size, and the length of the path that the module was told. */
+/* 'F' fails, 'E' and 'N' give nothing yet; else two milliseconds: the first byte of the block, whether
+ * it is the last, its size, and the length of the path that the module was told. */
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) {
   struct Stub* const stub = instance;
   const uint8_t* const bytes = block->data;

@@ -18,10 +18,6 @@ constexpr const wchar_t* kMainKey = L"HKCU";
 constexpr const wchar_t* kPath = L"Software\\Mardel\\Tonvark\\Tagging";
 constexpr const wchar_t* kPair[] = {L"WaveLISTPaddingSize", L"Twin"};  // written together
 
-std::string Stereo16(const std::string& data, const std::string& chunks = {}) {
-  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data) + chunks);
-}
-
 void OpensAs(Instance& decoder, const std::wstring& file, const std::string& data,
              const std::wstring& title) {
   ASSERT_TRUE(decoder.Open(file, ZuOpenDecode | ZuOpenInfo | ZuOpenTags | ZuOpenProperties));
@@ -58,7 +54,7 @@ void ChangesOptions(uint32_t round) {
   EXPECT_TRUE(changes.Commit());
 }
 
-void CountsUp() {
+void CountsUp(uint32_t /*round*/) {
   XRegistryTransaction changes;
   EXPECT_TRUE(changes.Lock());
   changes.SetDWORD(changes.GetDWORD(L"n", kMainKey, L"") + 1, L"n", kMainKey, L"");
@@ -78,19 +74,18 @@ void ReadsOptions(const STNStdReport& report) {
 TEST(Threads, ShareTheReportAndTheSettings) {
   const StoredOptions options("");
   const std::string data = Noise(100000);
-  const std::string title = Chunk("LIST", "INFO" + Chunk("INAM", "T"));
-  const TempFile shared(Stereo16(data, title));
+  const TempFile shared(Stereo16(data, Chunk("LIST", "INFO" + Chunk("INAM", "T"))));
   const TempFile own[] = {TempFile(Stereo16(data)), TempFile(Stereo16(data))};
   CapturedReport report;
   const std::function<void(uint32_t)> works[] = {
       [&](uint32_t) { Decodes(shared, data, report.Record); },
       [&](uint32_t) { Decodes(shared, data, report.Record); },
-      [&](uint32_t) { Decodes(shared, data, {}); },  // silent
+      [&](uint32_t) { Decodes(shared, data, {}); },
       [&](uint32_t round) { WritesTags(own[0], data, round, report.Record); },
       [&](uint32_t round) { WritesTags(own[1], data, round + 1, report.Record); },
-      [&](uint32_t round) { ChangesOptions(round); },
-      [&](uint32_t) { CountsUp(); },
-      [&](uint32_t) { CountsUp(); },
+      ChangesOptions,
+      CountsUp,
+      CountsUp,
       [&](uint32_t) { ReadsOptions(report.Record); },
       [&](uint32_t) { ReadsOptions(report.Record); },
   };

@@ -40,6 +40,11 @@ inline std::string ExtensibleFmt(unsigned tag, unsigned channels, unsigned rate,
                            std::string("\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 12));
 }
 
+// A file of 16-bit stereo.
+inline std::string Stereo16(std::string_view data, std::string_view chunks_behind = {}) {
+  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data) + std::string(chunks_behind));
+}
+
 inline std::string Noise(size_t count, uint32_t seed = 1) {
   std::string bytes;
   for (; count > 0; --count) {
