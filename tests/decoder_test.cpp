@@ -3,7 +3,8 @@
 
 #include <cstring>
 #include <limits>
-#include <thread>
+#include <regex>
+#include <set>
 #include <vector>
 
 #include "support.h"
@@ -13,92 +14,59 @@ namespace wavecodec::test {
 namespace {
 
 constexpr uint32_t kAll = ZuOpenDecode | ZuOpenInfo | ZuOpenTags | ZuOpenProperties;
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 
-std::string Stereo16(std::string_view data) {
-  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data));
-}
-
-// A trace without the indentation that earlier failures in this process have left.
-std::string Outermost(const std::string& trace) {
-  const std::string indentation(trace.find_first_not_of(' '), ' ');
-  std::string text;
-  for (size_t at = 0, end = 0; at < trace.size(); at = end) {
-    end = trace.find('\n', at) + 1;
-    const bool indented = trace.compare(at, indentation.size(), indentation) == 0;
-    at += indented ? indentation.size() : 0;
-    text += trace.substr(at, end - at);
-  }
-  return text;
-}
+// A bar ends a line; NAME is the file, FORMAT the whole format.
+constexpr const char* kTrace =
+    "->->  [Open]|  Opening file 'NAME' for read access: |  Opened|"
+    "  Reading Audio Information|"
+    "  ->->  [Initialize]|  <-<-  [Initialize]|"
+    "  ->->  [Initialize]|    clRIFFHandler::CalcAllChunks: |    Ok|  <-<-  [Initialize]|"
+    "  ->->  [ScanFile]|    clRIFFHandler::CalcAllChunks: |    Ok|"
+    "      RIFF Header 'RIFF'  Length: 140048  FormType 'WAVE'  [ScanFile]|"
+    "      Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 140036  ChunkPosition: 12  [ScanFile]|"
+    "      Got Chunk 'fact'  Length: 4  RiffSizeLeft: 140012  ChunkPosition: 36  [ScanFile]|"
+    "      Got Chunk 'data'  Length: 140000  RiffSizeLeft: 140000  ChunkPosition: 48  [ScanFile]|"
+    "    clRIFFHandler::CalcAllChunks: |    Ok|  <-<-  [ScanFile]|  Read Audio Information|"
+    "  Writing Audio Information|"
+    "  ->->  [FillAudioInfo]|"
+    "    ->->  [PullOutFMTnDATA]|"
+    "      Finding 'fmt ' chunk.|"
+    "      Finding 'data' chunk.|      Assigning 'fmt ' chunk to WFX|"
+    "      Read 'fact' chunk: 7 samples|    <-<-  [PullOutFMTnDATA]|"
+    "    Audio Length: 793 mili-seconds  140000 bytes  1411 kbps|  <-<-  [FillAudioInfo]|"
+    "  Written Audio Information|"
+    "  Preparing to Decode|"
+    "  ->->  [PrepareToDecodeAudio]|    Calling ACMDecoder.CreateNewConverter|"
+    "    Compressed WFX (on file): FORMAT|"
+    "    Uncompressed WFX (sent to zu): FORMAT|    Setting Position in File|"
+    "  <-<-  [PrepareToDecodeAudio]|  Prepared Decoding|<-<-  [Open]|"
+    "->->  [SetPosition]|<-<-  [SetPosition]|"
+    "->->  [Close]|"
+    "  ->->  [Close]|  <-<-  [Close]|<-<-  [Close]|";
 
 TEST(Decoder, WritesItsWholeTrace) {
   const TempFile file(Riff(Fmt(1, 2, 44100, 16) + Chunk("fact", LE(7, 4)) +
                            Chunk("data", std::string(140000, 'a'))));
-  CapturedReport report;
-  {
-    Instance decoder(report.Record);
-    ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(decoder.Decode());
-    EXPECT_TRUE(decoder.Seek(10));
-    decoder.Close();
+  const CapturedReport report;
+  Instance decoder(report.Record);
+  ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(decoder.Decode());
+  EXPECT_TRUE(decoder.Seek(10));
+  decoder.Close();
+  // Failures of other tests in this process have left the indentation deeper.
+  const std::string deeper(report.Debug().find_first_not_of(' '), ' ');
+  std::string expected = kTrace;
+  for (const auto& [shorthand, text] : std::initializer_list<std::pair<const char*, std::string>>{
+           {"([^|]+)[|]", deeper + "$1\r\n"},
+           {"NAME", file.Path.native()},
+           {"FORMAT",
+            "Format Tag: 1  Channels: 2  Bits per Sample: 16  Samples Per Second: 44100  "
+            "Bytes Per Second: 176400  Block Align: 4  CB Size: 0"}}) {
+    expected = std::regex_replace(expected, std::regex(shorthand), text);
   }
-  const std::string name = file.Path.native();
-  EXPECT_EQ(
-      Outermost(report.Debug()),
-      "->->  [Open]\r\n"
-      "  Opening file '" +
-          name +
-          "' for read access: \r\n"
-          "  Opened\r\n"
-          "  Reading Audio Information\r\n"
-          "  ->->  [Initialize]\r\n"
-          "  <-<-  [Initialize]\r\n"
-          "  ->->  [Initialize]\r\n"
-          "    clRIFFHandler::CalcAllChunks: \r\n"
-          "    Ok\r\n"
-          "  <-<-  [Initialize]\r\n"
-          "  ->->  [ScanFile]\r\n"
-          "    clRIFFHandler::CalcAllChunks: \r\n"
-          "    Ok\r\n"
-          "      RIFF Header 'RIFF'  Length: 140048  FormType 'WAVE'  [ScanFile]\r\n"
-          "      Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 140036  ChunkPosition: 12  "
-          "[ScanFile]\r\n"
-          "      Got Chunk 'fact'  Length: 4  RiffSizeLeft: 140012  ChunkPosition: 36  "
-          "[ScanFile]\r\n"
-          "      Got Chunk 'data'  Length: 140000  RiffSizeLeft: 140000  ChunkPosition: 48  "
-          "[ScanFile]\r\n"
-          "    clRIFFHandler::CalcAllChunks: \r\n"
-          "    Ok\r\n"
-          "  <-<-  [ScanFile]\r\n"
-          "  Read Audio Information\r\n"
-          "  Writing Audio Information\r\n"
-          "  ->->  [FillAudioInfo]\r\n"
-          "    ->->  [PullOutFMTnDATA]\r\n"
-          "      Finding 'fmt ' chunk.\r\n"
-          "      Finding 'data' chunk.\r\n"
-          "      Assigning 'fmt ' chunk to WFX\r\n"
-          "      Read 'fact' chunk: 7 samples\r\n"
-          "    <-<-  [PullOutFMTnDATA]\r\n"
-          "    Audio Length: 793 mili-seconds  140000 bytes  1411 kbps\r\n"
-          "  <-<-  [FillAudioInfo]\r\n"
-          "  Written Audio Information\r\n"
-          "  Preparing to Decode\r\n"
-          "  ->->  [PrepareToDecodeAudio]\r\n"
-          "    Calling ACMDecoder.CreateNewConverter\r\n"
-          "    Compressed WFX (on file): Format Tag: 1  Channels: 2  Bits per Sample: 16"
-          "  Samples Per Second: 44100  Bytes Per Second: 176400  Block Align: 4  CB Size: 0\r\n"
-          "    Uncompressed WFX (sent to zu): Format Tag: 1  Channels: 2  Bits per Sample: 16"
-          "  Samples Per Second: 44100  Bytes Per Second: 176400  Block Align: 4  CB Size: 0\r\n"
-          "    Setting Position in File\r\n"
-          "  <-<-  [PrepareToDecodeAudio]\r\n"
-          "  Prepared Decoding\r\n"
-          "<-<-  [Open]\r\n"
-          "->->  [SetPosition]\r\n"
-          "<-<-  [SetPosition]\r\n"
-          "->->  [Close]\r\n"
-          "  ->->  [Close]\r\n"
-          "  <-<-  [Close]\r\n"
-          "<-<-  [Close]\r\n");
+  EXPECT_EQ(report.Debug(), expected);
   EXPECT_EQ(report.Errors() + report.Information(), "");
 }
 
@@ -111,25 +79,22 @@ TEST(Decoder, DeliversWholeFramesInBlocks) {
   EXPECT_EQ(info.lengthBytes, 200000U);
   EXPECT_EQ(info.lengthMs, 1133U);
   EXPECT_EQ(info.bitRate, 1411200);
-  const struct {
-    uint32_t Bytes, Last;
-    uint64_t PositionMs, BlockMs;
-  } blocks[] = {
-      {65536, 0, 0, 371}, {65536, 0, 371, 371}, {65536, 0, 743, 371}, {3392, 1, 1114, 19}};
   std::string decoded;
-  const void* memory = nullptr;
-  for (const auto& expected : blocks) {
+  std::string told;  // of each block
+  std::set<const void*> memory;
+  do {
     ASSERT_TRUE(decoder.Decode());
     const STZuAudioBlock& block = decoder.Block;
-    EXPECT_EQ(block.byteCount, expected.Bytes);
-    EXPECT_EQ(block.lastBlock, expected.Last);
-    EXPECT_EQ(block.positionMs, expected.PositionMs);
-    EXPECT_EQ(block.blockMs, expected.BlockMs);
-    EXPECT_EQ(block.format.Format.nBlockAlign, 4);
-    EXPECT_TRUE(memory == nullptr || memory == block.data);  // one buffer for all blocks
-    memory = block.data;
+    for (const uint64_t number :
+         {uint64_t{block.byteCount}, uint64_t{block.format.Format.nBlockAlign}, block.positionMs,
+          block.blockMs}) {
+      told += std::to_string(number) + " ";
+    }
+    memory.insert(block.data);
     decoded.append(static_cast<const char*>(block.data), block.byteCount);
-  }
+  } while (decoder.Block.lastBlock == 0);
+  EXPECT_EQ(told, "65536 4 0 371 65536 4 371 371 65536 4 743 371 3392 4 1114 19 ");
+  EXPECT_EQ(memory.size(), 1U);  // one buffer for all
   EXPECT_EQ(decoded, data.substr(0, 200000));
   ASSERT_TRUE(decoder.Decode());  // once more at the end: no data, still the last block
   EXPECT_EQ(decoder.Block.lastBlock, 1U);
@@ -137,8 +102,6 @@ TEST(Decoder, DeliversWholeFramesInBlocks) {
 }
 
 TEST(Decoder, RangesAndSeeksStayInsideTheData) {
-  constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
-  constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
   const std::string data = Noise(4003);  // 1000 frames, and a piece of one that never comes out
   const TempFile file(Stereo16(data));
   const struct {
@@ -177,39 +140,31 @@ TEST(Decoder, RangesAndSeeksStayInsideTheData) {
 }
 
 TEST(Decoder, FormatsAreDeliveredAsStoredOrRefused) {
-  const std::string guid_tail("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
-  const auto extensible = [&](unsigned sub_tag, unsigned bits) {
-    const unsigned align = 2 * bits / 8;
-    return Chunk("fmt ", LE(0xFFFE, 2) + LE(2, 2) + LE(48000, 4) + LE(48000 * align, 4) +
-                             LE(align, 2) + LE(bits, 2) + LE(22, 2) + LE(bits - 4, 2) + LE(3, 4) +
-                             LE(sub_tag, 2) + guid_tail);
-  };
   const auto refused = [](const std::string& name) {
     return "Error Cannot Create Wave Decoder (" + name + ")?  [PrepareToDecodeAudio]\r\n";
   };
   const std::string bad_size = "Error 'fmt ' chunk is a bad size.  [PullOutFMTnDATA]\r\n";
+  const std::string no_fmt = "Error cannot find 'fmt ' chunk.  [PullOutFMTnDATA]\r\n";
   const std::string fmt = Fmt(1, 2, 8000, 16);
   const struct {
     const char* What;
-    std::string Fmt;
-    std::string Error;  // empty: decodes
+    std::string Fmt, Error;  // no error: decodes
   } cases[] = {
       {"8-bit", Fmt(1, 2, 8000, 8), ""},
       {"24-bit", Fmt(1, 2, 8000, 24), ""},
       {"64-bit float", Fmt(3, 2, 8000, 64), ""},
-      {"extensible PCM", extensible(1, 16), ""},
-      {"extensible float", extensible(3, 32), ""},
+      {"extensible PCM", ExtensibleFmt(1, 2, 48000, 16), ""},
+      {"extensible float", ExtensibleFmt(3, 2, 48000, 32), ""},
       {"14 bytes", Chunk("fmt ", fmt.substr(8, 14)), ""},
       {"128000 bytes", Chunk("fmt ", fmt.substr(8) + std::string(128000 - 16, 0)), ""},
       {"128001 bytes", Chunk("fmt ", fmt.substr(8) + std::string(128001 - 16, 0)), bad_size},
       {"13 bytes", Chunk("fmt ", fmt.substr(8, 13)), bad_size},
-      {"no fmt", "", "Error cannot find 'fmt ' chunk.  [PullOutFMTnDATA]\r\n"},
-      {"FMT in capitals", Chunk("FMT ", fmt.substr(8)),
-       "Error cannot find 'fmt ' chunk.  [PullOutFMTnDATA]\r\n"},
+      {"no fmt", "", no_fmt},
+      {"FMT in capitals", Chunk("FMT ", fmt.substr(8)), no_fmt},
       {"ADPCM", Fmt(2, 2, 8000, 4), refused("Unknown ACM ID: 2")},
       {"mu-law", Fmt(7, 2, 8000, 8), refused("Unknown ACM ID: 7")},
-      {"extensible MPEG", extensible(80, 16), refused("MPEG-1 Layer 1 or 2")},
-      {"extensible unknown", extensible(999, 16), refused("Unknown ACM ID: 65534")},
+      {"extensible MPEG", ExtensibleFmt(80, 2, 48000, 16), refused("MPEG-1 Layer 1 or 2")},
+      {"extensible unknown", ExtensibleFmt(999, 2, 48000, 16), refused("Unknown ACM ID: 65534")},
   };
   const std::string data = Noise(4800);
   for (const auto& c : cases) {
@@ -235,8 +190,7 @@ TEST(Decoder, LengthOfCompressedDataComesFromFact) {
   EXPECT_EQ(decoder.Record.audioInfo.format.Format.wBitsPerSample, 16);
   decoder.Range(0, 4000);
   ASSERT_TRUE(decoder.Open(file.Name(), ZuOpenInfo));
-  EXPECT_EQ(decoder.Record.audioInfo.lengthMs,
-            4000U * 1000 / 1);  // by the stored byte rate, repaired to 1
+  EXPECT_EQ(decoder.Record.audioInfo.lengthMs, 4000000U);  // by the byte rate, repaired to 1
 }
 
 TEST(Decoder, OpensAnRf64OfFiveGiB) {
@@ -294,16 +248,20 @@ TEST(Decoder, AReadThatFailsCanBeRepeated) {
   EXPECT_EQ(decoder.DecodeAll(), data.substr(65536));
 }
 
-// A source whose n-th use fails, below a decoder that is driven directly.
+// A source whose n-th use fails, or which tells wrong positions, below a decoder that is driven
+// directly.
 struct FailingFile : XFile {
-  bool Fails() { return --UsesLeft == 0; }
+  bool Fails() const { return --UsesLeft == 0; }
+  int64_t Size() const override { return Fails() ? -1 : XFile::Size(); }
+  int64_t GetPosition() const override { return Fails() ? -1 : XFile::GetPosition() + Shift; }
   bool SetPosition(int64_t offset, ENXFilePos from) override {
     return !Fails() && XFile::SetPosition(offset, from);
   }
   size_t ReadSmall(void* buffer, size_t count) override {
     return Fails() ? 0 : XFile::ReadSmall(buffer, count);
   }
-  int UsesLeft = 0;
+  mutable int UsesLeft = 0;
+  int64_t Shift = 0;
 };
 struct DirectDecoder : clWaveDecoderCore {
   explicit DirectDecoder(FailingFile& file) : clWaveDecoderCore(file) {}
@@ -311,45 +269,54 @@ struct DirectDecoder : clWaveDecoderCore {
 };
 
 TEST(Decoder, SaysWhichUseOfTheSourceFailed) {
-  const std::string pull_out = "  [PullOutFMTnDATA]\r\n";
-  const std::pair<std::string, bool> expected[] = {
-      {"Error cannot Set File Position." + pull_out, false},
-      {"Error cannot read 'fmt ' chunk from file." + pull_out, false},
-      {"Error cannot Set File Position" + pull_out, true},
-      {"Error cannot read 'fact' chunk from file." + pull_out, true},
-      {"Error SetPosition returned false.  [PrepareToDecodeAudio]\r\n", false},
-      {"", true},
-  };
   const TempFile content(
       Riff(Fmt(1, 2, 44100, 16) + Chunk("fact", LE(7, 4)) + Chunk("data", "abcd")));
-  FailingFile file;
-  int use = 1;
-  for (const auto& [error, ok] : expected) {
-    CapturedReport report;
-    STZuAudioInfo info{};
-    ASSERT_TRUE(file.Open(content.Name().c_str()));
+  const auto outcome = [&](int failing_use, int64_t shift) {
+    const CapturedReport report;
+    FailingFile file;
+    EXPECT_TRUE(file.Open(content.Name().c_str()));
+    file.UsesLeft = failing_use;
+    file.Shift = shift;
     DirectDecoder decoder(file);
-    ASSERT_TRUE(decoder.Initialize(report.Record, 0, -1, RIFFScan::Everything));
-    file.UsesLeft = use++;
-    EXPECT_EQ(decoder.PrepareToDecodeAudio(info), ok);
-    EXPECT_EQ(report.Errors(), error);
-  }
+    STZuAudioInfo info{};
+    const bool ok = decoder.Initialize(report.Record, 0, -1, RIFFScan::Everything) &&
+                    decoder.PrepareToDecodeAudio(info);
+    return (ok ? "opens " : "fails ") + report.Errors();
+  };
+  const std::string scan = "  [ScanFile]\r\n";
+  const std::string pull_out = "  [PullOutFMTnDATA]\r\n";
+  const std::string no_position = "fails Error reading File Position." + scan;
+  const std::string no_header = "fails File error reading chunk." + scan;
+  const std::string no_move = "Error Setting Position." + scan;
+  const std::string no_data = "Error cannot find 'data' chunk." + pull_out;
+  const std::string expected[] = {
+      "fails Error reading File Size." + scan,
+      "fails Error Setting File Position to 0." + scan,
+      "fails Error: File too small for RIFF." + scan,
+      no_position,
+      no_header + "Error cannot find 'fmt ' chunk." + pull_out,
+      "fails " + no_move + no_data,
+      no_position,
+      no_header + no_data,
+      "fails " + no_move + no_data,
+      no_position,
+      no_header + no_data,
+      "opens " + no_move,
+      "fails Error cannot Set File Position." + pull_out,
+      "fails Error cannot read 'fmt ' chunk from file." + pull_out,
+      "opens Error cannot Set File Position" + pull_out,
+      "opens Error cannot read 'fact' chunk from file." + pull_out,
+      "fails Error SetPosition returned false.  [PrepareToDecodeAudio]\r\n",
+      "opens ",
+  };
+  for (int use = 1; const std::string& each : expected) EXPECT_EQ(outcome(use++, 0), each);
+  const std::string differs = "Error calculated sub-chunk ChunkPosition differs from file." + scan +
+                              "Error calculated sub-chunk FileDataPosition differs from file." +
+                              scan;
+  EXPECT_EQ(outcome(0, 2), "opens " + differs + differs + differs);
 }
 
-TEST(Decoder, SaysWhyItRefuses) {
-  const TempFile adpcm(Riff(Fmt(2, 1, 8000, 4) + Chunk("data", "abcd")));
-  CapturedReport report;
-  Instance decoder(report.Record);
-  EXPECT_FALSE(decoder.Open(adpcm.Name(), ZuOpenPackets | ZuOpenDecode));
-  EXPECT_TRUE(decoder.Open(adpcm.Name(), ZuOpenInfo));
-  EXPECT_TRUE(decoder.Seek(0));
-  EXPECT_FALSE(decoder.Decode());
-  EXPECT_EQ(report.Errors(),
-            "Error cannot decode external-packet data.  [Open]\r\n"
-            "Error cannot decode data, audio file corrupt?  [DecodeBlock]\r\n");
-}
-
-TEST(Decoder, RefusesNullAndKeepsGoing) {
+TEST(Decoder, RefusesAndKeepsGoing) {
   const Module& m = Module::Loaded();
   STZuOpenDecoder open{};
   STZuAudioBlock block{};
@@ -359,35 +326,21 @@ TEST(Decoder, RefusesNullAndKeepsGoing) {
                 m.Get(nullptr, L"Decodes", &get) + m.Set(nullptr, L"Decodes", &get),
             0U);
   EXPECT_EQ(m.Destroy(nullptr), 1U);
-  CapturedReport report;
-  const Instance decoder(report.Record);
+  const TempFile adpcm(Riff(Fmt(2, 1, 8000, 4) + Chunk("data", "abcd")));
+  const CapturedReport report;
+  Instance decoder(report.Record);
   EXPECT_EQ(m.Open(decoder.Self, &open), 0U);  // no file name
+  EXPECT_FALSE(decoder.Open(adpcm.Name(), ZuOpenPackets | ZuOpenDecode));
+  EXPECT_TRUE(decoder.Open(adpcm.Name(), ZuOpenInfo));
+  EXPECT_TRUE(decoder.Seek(0));
+  EXPECT_FALSE(decoder.Decode());
   EXPECT_EQ(report.Errors(),
-            "Error opening file '' check no other program has it open.  [Open]\r\n");
+            "Error opening file '' check no other program has it open.  [Open]\r\n"
+            "Error cannot decode external-packet data.  [Open]\r\n"
+            "Error cannot decode data, audio file corrupt?  [DecodeBlock]\r\n");
   EXPECT_EQ(m.Open(decoder.Self, nullptr) + m.DecodeBlock(decoder.Self, nullptr) +
                 m.Get(decoder.Self, nullptr, &get) + m.Set(decoder.Self, L"x", nullptr),
             0U);
-}
-
-TEST(Decoder, ThreadsShareTheReport) {
-  const std::string data = Noise(300000);
-  const TempFile file(Stereo16(data));
-  CapturedReport report;
-  std::thread threads[4];
-  for (std::thread& thread : threads) {
-    thread = std::thread([&] {
-      for (int round = 0; round < 20; ++round) {
-        Instance decoder(report.Record);
-        EXPECT_TRUE(decoder.Open(file.Name(), ZuOpenDecode));
-        EXPECT_EQ(decoder.DecodeAll(), data);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  size_t opens = 0;
-  const std::string debug = report.Debug();
-  for (size_t at = 0; (at = debug.find("->->  [Open]\r\n", at)) != debug.npos; ++at) ++opens;
-  EXPECT_EQ(opens, 80U);
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ struct Reply {
 };
 
 // Answers as many connections as it has replies; further ones are refused.
-class Server {
+class Server : test::Fixed {
  public:
   explicit Server(std::vector<Reply> replies) : Replies(std::move(replies)) {
     sockaddr_in address{};
@@ -48,15 +48,11 @@ class Server {
     socklen_t size = sizeof address;
     auto* name = reinterpret_cast<sockaddr*>(&address);
     Listener = socket(AF_INET, SOCK_STREAM, 0);
-    if (bind(Listener, name, size) != 0 || listen(Listener, 8) != 0 ||
-        getsockname(Listener, name, &size) != 0) {
-      throw std::runtime_error("no server");
-    }
+    EXPECT_TRUE(bind(Listener, name, size) == 0 && listen(Listener, 8) == 0 &&
+                getsockname(Listener, name, &size) == 0);
     Host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
     Thread = std::thread([this] { Serve(); });
   }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
   ~Server() { static_cast<void>(Requests()); }
 
   // Ends it.
@@ -112,7 +108,7 @@ class Server {
 // Long enough for a busy machine where a test does not wait for the end.
 constexpr HTTPLimits kQuick{
     milliseconds(2000), milliseconds(1000), milliseconds(500), milliseconds(600), 256,
-    milliseconds(1500)};
+    milliseconds(2500)};
 
 const std::string kFile = test::Noise(5000);
 

@@ -29,7 +29,7 @@ namespace {
 
 TEST(Memory, EveryAllocationMayFail) {
   const std::string data = Noise(1000);
-  const TempFile file(Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data)));
+  const TempFile file(Stereo16(data));
   const std::wstring name = file.Name();
   CapturedReport report;
   Instance decoder(report.Record);

@@ -20,49 +20,26 @@ class Report : public testing::Test {
   const STNStdReport& R = Captured.Record;
 };
 
-TEST_F(Report, IndentsWhatLiesBetweenEntryAndExit) {
+TEST_F(Report, IndentsAndContinuesLinesAndSurvivesUnevenEntriesAndExits) {
+  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
+  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
   {
-    const TraceScope outer(R, "Initialize");
-    {
-      const TraceScope inner(R, "PullOutFMTnDATA");
-      inner.Info() << L"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.";
-      DebugLine(R) << L"x->-> " << -7 << L"!";
-      inner.Leave();
-    }
-    outer.Leave();
+    const TraceScope fails(R, "B");
+    const TraceScope inner(R, "C");
+    inner.Info() << L"Warning: odd.";
+    DebugLine(R) << L"x->-> " << -7 << L"!";
+    inner.Leave();
   }
-  EXPECT_EQ(Captured.Debug(),
-            "->->  [Initialize]\r\n"
-            "  ->->  [PullOutFMTnDATA]\r\n"
-            "*** Information: Warning: RIFF chunk has uneven databytes, is non-compliant RIFF."
-            "  [PullOutFMTnDATA]\r\n"
-            "    x->-> -7!\r\n"
-            "  <-<-  [PullOutFMTnDATA]\r\n"
-            "<-<-  [Initialize]\r\n");
-  EXPECT_EQ(
-      Captured.Information(),
-      "Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.  [PullOutFMTnDATA]\r\n");
-  EXPECT_EQ(Captured.Errors(), "");
-}
-
-TEST_F(Report, ContinuesALineAndSurvivesUnevenExits) {
-  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
-  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
-  StdReport::WriteDEBUG(L"->->", R, "B", true);
   StdReport::WriteDEBUG(L"one ", R, "not shown", false);
   StdReport::WriteDEBUG(L"two", R, nullptr, true);
   StdReport::WriteERROR(L"bad", R, nullptr);
   StdReport::WriteDEBUG(L"<-<-", R, "B", true);
   EXPECT_EQ(Captured.Debug(),
-            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
+            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  ->->  [C]\r\n"
+            "*** Information: Warning: odd.  [C]\r\n    x->-> -7!\r\n  <-<-  [C]\r\n"
+            "  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
+  EXPECT_EQ(Captured.Information(), "Warning: odd.  [C]\r\n");
   EXPECT_EQ(Captured.Errors(), "bad\r\n");
-}
-
-TEST_F(Report, FailureLeavesTheIndentationDeeper) {
-  { const TraceScope failing(R, "Fails"); }
-  DebugLine(R) << L"later";
-  StdReport::WriteDEBUG(L"<-<-", R, "repair", true);
-  EXPECT_EQ(Captured.Debug(), "->->  [Fails]\r\n  later\r\n<-<-  [repair]\r\n");
 }
 
 TEST_F(Report, WritesUtf8AndSurvivesAClosedPipe) {

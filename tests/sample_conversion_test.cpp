@@ -60,8 +60,9 @@ TEST(SampleIO, EveryTypeReadsAndWrites) {
   }
   uint8_t memory[4];
   XAudioRdWr wide(memory, 1, 1, XAudioWFX(1, 8000, 32));
-  for (const auto& [written, read] : std::initializer_list<std::pair<double, int32_t>>{
-           {1.0, INT32_MAX}, {-1.5, INT32_MIN}, {0.5, 1 << 30}, {NAN, 0}, {INFINITY, INT32_MAX}}) {
+  const std::pair<double, int32_t> doubles[] = {
+      {1.0, INT32_MAX}, {-1.5, INT32_MIN}, {0.5, 1 << 30}, {NAN, 0}, {INFINITY, INT32_MAX}};
+  for (const auto& [written, read] : doubles) {
     wide.PutDbl(0, written);
     EXPECT_EQ(wide.GetInt(0), read) << written;
   }

@@ -1,70 +1,26 @@
 /* A codec module that decodes nothing: what it answers is told by the first byte of each block. Built
- * several times, each without one entry point or with one that fails. */
+ * several times: whole, with one entry point under another name, or with one that fails. */
 #include <stdlib.h>
 #include <string.h>
 
+#define WAVECODEC_EXPORT __attribute__((visibility("default")))
 #include "wavecodec/codec_module.h"
 
-/* The function that the build leaves out gets another name. */
-#ifdef WITHOUT_Create
-#define Create LeftOut
-#endif
-#ifdef WITHOUT_Destroy
-#define Destroy LeftOut
-#endif
-#ifdef WITHOUT_Get
-#define Get LeftOut
-#endif
-#ifdef WITHOUT_Set
-#define Set LeftOut
-#endif
-#ifdef WITHOUT_Open
-#define Open LeftOut
-#endif
-#ifdef WITHOUT_Close
-#define Close LeftOut
-#endif
-#ifdef WITHOUT_DecodeBlock
-#define DecodeBlock LeftOut
-#endif
-#ifdef WITHOUT_SetPosition
-#define SetPosition LeftOut
-#endif
-#ifdef WITHOUT_DeleteATag
-#define DeleteATag LeftOut
-#endif
-#ifdef WITHOUT_SetModulePath
-#define SetModulePath LeftOut
-#endif
-#ifdef FAILS_Create
-#define CREATED NULL
-#else
+#ifndef CREATED
 #define CREATED calloc(1, sizeof(struct Stub))
 #endif
-#ifdef FAILS_Open
-#define OPENED 0
-#else
+#ifndef OPENED
 #define OPENED 1
 #endif
 
-#define EXPORTED __attribute__((visibility("default")))
-
 struct Stub {
-  uint8_t Output[8];
+  uint8_t Output[32];
 };
 
-EXPORTED void* Create(const STNStdReport* report);
-EXPORTED uint32_t Destroy(void* instance);
-EXPORTED uint32_t Open(void* instance, STZuOpenDecoder* record);
-EXPORTED uint32_t Close(void* instance, STZuEncoderFluid* fluid);
-EXPORTED uint32_t DecodeBlock(void* instance, STZuAudioBlock* block);
-EXPORTED uint32_t SetPosition(void* instance, int64_t frames);
-EXPORTED uint32_t DeleteATag(void* instance, const wchar_t* name, const wchar_t* names);
-EXPORTED uint32_t Get(void* instance, const wchar_t* key, STZuCodecGetSet* record);
-EXPORTED uint32_t Set(void* instance, const wchar_t* key, STZuCodecGetSet* record);
-EXPORTED void SetModulePath(const wchar_t* path);
-
 static size_t g_path_length;
+
+WAVECODEC_EXPORT void SetModulePath(const wchar_t* path);
+void SetModulePath(const wchar_t* path) { g_path_length = wcslen(path); }
 
 void* Create(const STNStdReport* report) { return report == NULL ? NULL : CREATED; }
 
@@ -78,12 +34,10 @@ uint32_t Open(void* instance, STZuOpenDecoder* record) {
   return instance != NULL && memcmp(record, &packets, sizeof packets) == 0 ? OPENED : 0;
 }
 
-uint32_t Close(void* instance, STZuEncoderFluid* fluid) {
-  return instance != NULL && fluid == NULL;
-}
+uint32_t Close(void* self, STZuEncoderFluid* fluid) { return self != NULL && fluid == NULL; }
 
-/* 'F' fails, 'E' and 'N' give nothing yet; else eight bytes: the first of the block, whether it is the
- * last, its size, and the length of the path that the module was told. */
+/* 'F' fails, 'E' and 'N' give nothing yet; else two milliseconds: the first byte of the block, whether
+ * it is the last, its size, and the length of the path that the module was told. */
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) {
   struct Stub* const stub = instance;
   const uint8_t* const bytes = block->data;
@@ -100,18 +54,7 @@ uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) {
   return 1;
 }
 
-uint32_t SetPosition(void* instance, int64_t frames) { return instance != NULL && frames >= 0; }
-
-uint32_t DeleteATag(void* instance, const wchar_t* name, const wchar_t* names) {
-  return instance != NULL && name != NULL && names != NULL;
-}
-
-uint32_t Get(void* instance, const wchar_t* key, STZuCodecGetSet* record) {
-  return instance != NULL && key != NULL && record != NULL;
-}
-
-uint32_t Set(void* instance, const wchar_t* key, STZuCodecGetSet* record) {
-  return instance != NULL && key != NULL && record != NULL;
-}
-
-void SetModulePath(const wchar_t* path) { g_path_length = wcslen(path); }
+uint32_t SetPosition(void* self, int64_t frames) { return self != NULL && frames >= 0; }
+uint32_t DeleteATag(void* self, const wchar_t* a, const wchar_t* b) { return self && a && b; }
+uint32_t Get(void* self, const wchar_t* key, STZuCodecGetSet* r) { return self && key && r; }
+uint32_t Set(void* self, const wchar_t* key, STZuCodecGetSet* r) { return self && key && r; }

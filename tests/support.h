@@ -19,9 +19,15 @@
 
 namespace wavecodec::test {
 
+// Of what is not copied.
+struct Fixed {
+  Fixed() = default;
+  Fixed(const Fixed&) = delete;
+  Fixed& operator=(const Fixed&) = delete;
+};
+
 // A file that goes with the object.
-class TempFile {
- public:
+struct TempFile : Fixed {
   explicit TempFile(std::string_view bytes = {}) {
     std::string name = std::filesystem::temp_directory_path() / "wavecodecXXXXXX";
     const int handle = mkstemp(name.data());
@@ -30,8 +36,6 @@ class TempFile {
     Path = name;
     Write(bytes);
   }
-  TempFile(const TempFile&) = delete;
-  TempFile& operator=(const TempFile&) = delete;
   ~TempFile() { std::filesystem::remove(Path); }
 
   void Write(std::string_view bytes) const { std::ofstream(Path, std::ios::binary) << bytes; }
@@ -41,37 +45,23 @@ class TempFile {
 };
 
 // The three handles of a report, each caught in a file of its own.
-class CapturedReport {
- public:
-  CapturedReport() : Record{Open(0), Open(1), Open(2)} {}
-  CapturedReport(const CapturedReport&) = delete;
-  CapturedReport& operator=(const CapturedReport&) = delete;
+struct CapturedReport : Fixed {
   ~CapturedReport() {
     for (FILE* file : Files) fclose(file);
   }
+  [[nodiscard]] std::string Errors() const { return Text(Record.ErrorHandle); }
+  [[nodiscard]] std::string Information() const { return Text(Record.InformationHandle); }
+  [[nodiscard]] std::string Debug() const { return Text(Record.DebugHandle); }
 
-  std::string Errors() { return Text(0); }
-  std::string Information() { return Text(1); }
-  std::string Debug() { return Text(2); }
+  FILE* const Files[3] = {tmpfile(), tmpfile(), tmpfile()};
+  const STNStdReport Record{fileno(Files[0]), fileno(Files[1]), fileno(Files[2])};
 
  private:
-  intptr_t Open(size_t index) {
-    Files[index] = tmpfile();
-    return fileno(Files[index]);
+  static std::string Text(intptr_t handle) {
+    const auto file = static_cast<int>(handle);
+    std::string text(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
+    return pread(file, text.data(), text.size(), 0) < 0 ? "unreadable" : text;
   }
-  std::string Text(size_t index) {
-    std::string text;
-    char buffer[4096];
-    rewind(Files[index]);
-    while (const size_t got = fread(buffer, 1, sizeof buffer, Files[index]))
-      text.append(buffer, got);
-    return text;
-  }
-
-  FILE* Files[3] = {};
-
- public:
-  const STNStdReport Record;
 };
 
 // The built module, loaded as a host loads it.
@@ -105,11 +95,8 @@ struct Module {
 };
 
 // A decoder instance of the loaded module.
-class Instance {
- public:
+struct Instance : Fixed {
   explicit Instance(const STNStdReport& report = {}) : Self(M.Create(&report)) {}
-  Instance(const Instance&) = delete;
-  Instance& operator=(const Instance&) = delete;
   ~Instance() { M.Destroy(Self); }
 
   bool Open(const std::wstring& name, uint32_t flags) {

@@ -35,14 +35,12 @@ TEST(Support, PackedListsEndAtAnEmptyNameOrTheBound) {
 }
 
 TEST(Support, ArithmeticSaturates) {
-  constexpr int64_t kMax = INT64_MAX;
-  constexpr int64_t kMin = INT64_MIN;
-  EXPECT_EQ(SaturatingMul(kMin, -1), kMax);
-  EXPECT_EQ(SaturatingMul(kMax, -2), kMin);
-  EXPECT_EQ(SaturatingSub(0, kMin), kMax);
-  EXPECT_EQ(SaturatingAdd(kMin, -1), kMin);
-  EXPECT_EQ(SaturatingMulDiv(kMax, 1000, 1), kMax);
-  EXPECT_EQ(SaturatingMulDiv(kMax, 1000, 176400), 52286689551330928);
+  EXPECT_EQ(SaturatingMul(INT64_MIN, -1), INT64_MAX);
+  EXPECT_EQ(SaturatingMul(INT64_MAX, -2), INT64_MIN);
+  EXPECT_EQ(SaturatingSub(0, INT64_MIN), INT64_MAX);
+  EXPECT_EQ(SaturatingAdd(INT64_MIN, -1), INT64_MIN);
+  EXPECT_EQ(SaturatingMulDiv(INT64_MAX, 1000, 1), INT64_MAX);
+  EXPECT_EQ(SaturatingMulDiv(INT64_MAX, 1000, 176400), 52286689551330928);
   EXPECT_EQ(SaturatingMulDiv(-7, 1000, 3), -2333);
 }
 
@@ -68,19 +66,10 @@ TEST(Support, ReadsThroughTheWindowAndPastIt) {
   ASSERT_TRUE(file.Open(content.Name().c_str()));
   EXPECT_EQ(file.Size(), 20000);
   char buffer[9000];
-  for (const auto& [position, count] :
-       std::initializer_list<std::pair<size_t, size_t>>{{0, 12},
-                                                        {12, 8},
-                                                        {4090, 20},
-                                                        {4000, 5},
-                                                        {19990, 50},
-                                                        {19995, 5},
-                                                        {20000, 1},
-                                                        {30000, 8},
-                                                        {0, 4096},
-                                                        {1, 4096},
-                                                        {0, 9000},
-                                                        {19999, 1}}) {
+  const size_t reads[][2] = {{0, 12},     {12, 8},    {4090, 20}, {4000, 5},
+                             {19990, 50}, {19995, 5}, {20000, 1}, {30000, 8},
+                             {0, 4096},   {1, 4096},  {0, 9000},  {19999, 1}};
+  for (const auto& [position, count] : reads) {
     const std::string expected = position < bytes.size() ? bytes.substr(position, count) : "";
     for (const bool small : {true, false}) {
       ASSERT_TRUE(file.SetPosition(static_cast<int64_t>(position)));
@@ -100,10 +89,11 @@ TEST(Support, OpensRegularFilesOnly) {
   const std::string fifo = place.Path.native() + ".fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   XFile file;
-  EXPECT_FALSE(file.Open((place.Name() + L".fifo").c_str()));  // and does not wait for a writer
-  EXPECT_FALSE(file.Open(L"/dev/null"));
-  EXPECT_FALSE(file.Open(L""));
-  EXPECT_FALSE(file.Open(nullptr));
+  const std::wstring pipe = place.Name() + L".fifo";  // it does not wait for a writer
+  for (const wchar_t* name :
+       {pipe.c_str(), L"/dev/null", L"", static_cast<const wchar_t*>(nullptr)}) {
+    EXPECT_FALSE(file.Open(name));
+  }
   EXPECT_EQ(file.Size(), -1);
   std::filesystem::remove(fifo);
 }
@@ -114,13 +104,10 @@ TEST(Support, ReadsAChunkIntoMemoryOrSaysWhyNot) {
   XFile file;
   ASSERT_TRUE(file.Open(content.Name().c_str()));
   char buffer[8] = {};
-  const auto read = [&](uint32_t bytes, int64_t position) {
-    return ReadFileIntoMemory(buffer, bytes, position, file, report.Record);
-  };
-  EXPECT_TRUE(read(4, 3));
+  EXPECT_TRUE(ReadFileIntoMemory(buffer, 4, 3, file, report.Record));
   EXPECT_STREQ(buffer, "3456");
-  EXPECT_FALSE(read(8, 3));
-  EXPECT_FALSE(read(8, -1));
+  EXPECT_FALSE(ReadFileIntoMemory(buffer, 8, 3, file, report.Record));
+  EXPECT_FALSE(ReadFileIntoMemory(buffer, 8, -1, file, report.Record));
   EXPECT_EQ(report.Errors(),
             "Error cannot reading chunk from file.  [ReadFileIntoMemory]\r\n"
             "Error SetPosition returned false.  [ReadFileIntoMemory]\r\n");

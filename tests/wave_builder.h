@@ -33,6 +33,18 @@ inline std::string Fmt(unsigned tag, unsigned channels, unsigned rate, unsigned 
                            LE(align, 2) + LE(bits, 2));
 }
 
+// An extensible one of 40 bytes, all of whose bits but four are said to be valid.
+inline std::string ExtensibleFmt(unsigned tag, unsigned channels, unsigned rate, unsigned bits) {
+  const std::string plain = Fmt(0xFFFE, channels, rate, bits).substr(8);
+  return Chunk("fmt ", plain + LE(22, 2) + LE(bits - 4, 2) + LE(3, 4) + LE(tag, 4) +
+                           std::string("\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 12));
+}
+
+// A file of 16-bit stereo.
+inline std::string Stereo16(std::string_view data, std::string_view chunks_behind = {}) {
+  return Riff(Fmt(1, 2, 44100, 16) + Chunk("data", data) + std::string(chunks_behind));
+}
+
 inline std::string Noise(size_t count, uint32_t seed = 1) {
   std::string bytes;
   for (; count > 0; --count) {

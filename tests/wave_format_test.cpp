@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <regex>
 
 #include "wave_builder.h"
 
@@ -20,36 +21,30 @@ std::string Body(unsigned tag, unsigned channels, unsigned align, unsigned bits)
 
 // "tag channels bits rate bytes/s align extra"
 std::string Numbers(const XAudioWFX& format) {
-  std::string text;
-  for (const wchar_t c : format.WFXToString()) {
-    if ((c >= L'0' && c <= L'9') || (c == L' ' && !text.empty() && text.back() != ' ')) {
-      text += static_cast<char>(c);
-    }
-  }
-  return text;
+  const std::wregex no_number(L"[^0-9]+");
+  const std::wstring text = std::regex_replace(format.WFXToString(), no_number, L" ");
+  return {text.begin() + 1, text.end()};
 }
 
 TEST(WaveFormat, TakesFmtBodiesOfEveryLength) {
   const std::string pcm = Body(1, 2, 4, 16);
   const std::string adpcm = Body(2, 2, 4, 16);
-  const struct {
-    const char* What;
-    std::string Body;
-    const char* Numbers;
-  } cases[] = {
-      {"nothing", "", "0 0 0 0 1 1 0"},
-      {"13 bytes", pcm.substr(0, 13), "0 0 0 0 1 1 0"},
-      {"14 bytes: bits from the block", pcm.substr(0, 14), "1 2 16 8000 32000 4 0"},
-      {"14 bytes, no channels", Body(2, 0, 4, 0).substr(0, 14), "2 0 16 8000 99 4 0"},
-      {"15 bytes: no bits", adpcm.substr(0, 15), "2 2 0 8000 99 4 0"},
-      {"17 bytes: no bits", adpcm + "x", "2 2 0 8000 99 4 0"},
-      {"wrong block of PCM", Body(1, 3, 4, 24), "1 3 24 8000 72000 9 0"},
-      {"12-bit mono", Body(1, 1, 2, 12), "1 1 12 8000 8000 1 0"},
-      {"no whole byte", Body(1, 1, 1, 4), "1 1 4 8000 1 1 0"},
-      {"past 32 bits", Body(1, 65535, 1, 65535), "1 65535 65535 8000 393224000 49153 0"},
-      {"extra bytes", adpcm + LE(4, 2) + "abcd", "2 2 16 8000 99 4 4"},
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "0 0 0 0 1 1 0"},
+      {pcm.substr(0, 13), "0 0 0 0 1 1 0"},
+      {pcm.substr(0, 14), "1 2 16 8000 32000 4 0"},            // bits from the block
+      {Body(2, 0, 4, 0).substr(0, 14), "2 0 16 8000 99 4 0"},  // no channels
+      {adpcm.substr(0, 15), "2 2 0 8000 99 4 0"},              // no bits
+      {adpcm + "x", "2 2 0 8000 99 4 0"},                      // no bits
+      {Body(1, 3, 4, 24), "1 3 24 8000 72000 9 0"},            // wrong block of PCM
+      {Body(1, 1, 2, 12), "1 1 12 8000 8000 1 0"},
+      {Body(1, 1, 1, 4), "1 1 4 8000 1 1 0"},                              // no whole byte
+      {Body(1, 65535, 1, 65535), "1 65535 65535 8000 393224000 49153 0"},  // past 32 bits
+      {adpcm + LE(4, 2) + "abcd", "2 2 16 8000 99 4 4"},
   };
-  for (const auto& c : cases) EXPECT_EQ(Numbers(FromBody(c.Body)), c.Numbers) << c.What;
+  for (const auto& [body, numbers] : cases) {
+    EXPECT_EQ(Numbers(FromBody(body)), numbers) << body.size() << " bytes";
+  }
   std::string lying = Body(0xFFFE, 2, 4, 16) + LE(22, 2);
   const XAudioWFX cut(lying.data(), static_cast<uint32_t>(lying.size()));
   EXPECT_FALSE(cut.IsExtensible());
