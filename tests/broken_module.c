@@ -12,34 +12,26 @@ void* gInstance;
 
 static const char kNoEntries[4] = "\0\0\0";
 
-void* Create(const STNStdReport* report) {
-  (void)report;
-  return &gInstance;
-}
+void* Create(const STNStdReport* report) { return report == NULL ? NULL : &gInstance; }
 
 uint32_t Destroy(void* instance) { return instance != NULL; }
 
 uint32_t Open(void* instance, STZuOpenDecoder* record) {
-  (void)instance;
   record->tagData = record->propsData = kNoEntries;
   record->tagSize = record->propsSize = sizeof(kNoEntries);
-  return 1;
+  return instance != NULL;
 }
 
-uint32_t Close(void* instance, STZuEncoderFluid* fluid) {
-  return instance != NULL && fluid == NULL;
-}
+uint32_t Close(void* instance, STZuEncoderFluid* fluid) { return instance != NULL && !fluid; }
 
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) { return instance == (void*)block; }
 
 uint32_t SetPosition(void* instance, int64_t frames) { return instance == NULL && frames == 0; }
 
 uint32_t DeleteATag(void* instance, const wchar_t* file_name, const wchar_t* names) {
-  (void)instance;
-  (void)names;
-  char name[1024];
-  const size_t length = wcstombs(name, file_name, sizeof(name));
-  FILE* const file = length < sizeof(name) ? fopen(name, "r+b") : NULL;
+  char name[1024] = "";
+  wcstombs(name, file_name, sizeof name - 1);
+  FILE* const file = instance == (void*)names ? NULL : fopen(name, "r+b");
   if (file == NULL) return 0;
   const int written = fseek(file, 50, SEEK_SET) == 0 && fputc('!', file) != EOF;
   return fclose(file) == 0 && written;

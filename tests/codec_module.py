@@ -1,8 +1,10 @@
-"""A codec module as Python drives it, and the chunks of Wave files. WAVE_MODULE names the Wave module."""
+"""A codec module as Python drives it. WAVE_MODULE names the Wave module."""
 import ctypes
 import os
 import struct
 import tempfile
+from ctypes import (byref, c_char_p, c_int32, c_int64, c_ssize_t, c_uint8, c_uint32, c_uint64,
+                    c_void_p, c_wchar_p)
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -11,39 +13,21 @@ MODULE = os.environ.get("WAVE_MODULE", str(ROOT / "build/release/bin/wave.dll"))
 DECODE, PACKETS, INFO, TAGS, PROPERTIES = 1, 2, 4, 8, 16
 
 
-class Report(ctypes.Structure):
-    _fields_ = [("errors", ctypes.c_ssize_t), ("information", ctypes.c_ssize_t),
-                ("debug", ctypes.c_ssize_t)]
+def record(**fields):
+    return type("Record", (ctypes.Structure,), {"_pack_": 4, "_fields_": list(fields.items())})
 
 
-class AudioInfo(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [("format", ctypes.c_uint8 * 40), ("bit_rate", ctypes.c_int32),
-                ("length_ms", ctypes.c_uint64), ("length_bytes", ctypes.c_uint64),
-                ("reserved", ctypes.c_uint8 * 8)]
-
-
-class OpenRecord(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [
-        ("file_name", ctypes.c_wchar_p), ("flags", ctypes.c_uint32), ("audio", AudioInfo),
-        ("tags", ctypes.c_void_p), ("tag_size", ctypes.c_uint32), ("properties", ctypes.c_void_p),
-        ("properties_size", ctypes.c_uint32), ("reserved", ctypes.c_uint8 * 24)]
-
-
-class AudioBlock(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [
-        ("data", ctypes.c_void_p), ("size", ctypes.c_uint32), ("format", ctypes.c_uint8 * 40),
-        ("bit_rate", ctypes.c_int32), ("block_ms", ctypes.c_uint64), ("reserved1", ctypes.c_uint8 * 16),
-        ("position_ms", ctypes.c_uint64), ("last", ctypes.c_uint32), ("reserved2", ctypes.c_uint8 * 24)]
-
-
-class GetSetRecord(ctypes.Structure):
-    _pack_ = 4
-    _fields_ = [("index", ctypes.c_int32), ("size", ctypes.c_int32), ("range", ctypes.c_int64 * 2),
-                ("file_name", ctypes.c_wchar_p), ("texts", ctypes.c_void_p * 2),
-                ("block", ctypes.c_char_p)]
+Report = record(errors=c_ssize_t, information=c_ssize_t, debug=c_ssize_t)
+AudioInfo = record(format=c_uint8 * 40, bit_rate=c_int32, length_ms=c_uint64, length_bytes=c_uint64,
+                   reserved=c_uint8 * 8)
+OpenRecord = record(
+    file_name=c_wchar_p, flags=c_uint32, audio=AudioInfo, tags=c_void_p, tag_size=c_uint32,
+    properties=c_void_p, properties_size=c_uint32, reserved=c_uint8 * 24)
+AudioBlock = record(
+    data=c_void_p, size=c_uint32, format=c_uint8 * 40, bit_rate=c_int32, block_ms=c_uint64,
+    reserved1=c_uint8 * 16, position_ms=c_uint64, last=c_uint32, reserved2=c_uint8 * 24)
+GetSetRecord = record(index=c_int32, size=c_int32, range=c_int64 * 2, file_name=c_wchar_p,
+                      texts=c_void_p * 2, block=c_char_p)
 
 
 def entries(address, size):
@@ -68,12 +52,11 @@ class Decoder:
 
     def __init__(self, module=MODULE):
         self.module = ctypes.CDLL(str(module))
-        self.module.Create.restype = ctypes.c_void_p
+        self.module.Create.restype = c_void_p
 
     def __enter__(self):
         self.errors = tempfile.TemporaryFile()
-        handle = self.errors.fileno()
-        self.instance = ctypes.c_void_p(self.module.Create(ctypes.byref(Report(errors=handle))))
+        self.instance = c_void_p(self.module.Create(byref(Report(errors=self.errors.fileno()))))
         return self
 
     def __exit__(self, *_):
@@ -86,48 +69,40 @@ class Decoder:
 
     def set_range(self, first, end):
         record = GetSetRecord(range=(first, end))
-        assert self.module.Set(self.instance, ctypes.c_wchar_p("Set Decode Range"),
-                               ctypes.byref(record))
+        assert self.module.Set(self.instance, c_wchar_p("Set Decode Range"), byref(record))
 
     def open(self, name, flags=DECODE | INFO):
         """The filled record; None when it fails."""
         record = OpenRecord(file_name=str(name), flags=flags)
-        return record if self.module.Open(self.instance, ctypes.byref(record)) else None
+        return record if self.module.Open(self.instance, byref(record)) else None
 
     def seek(self, frame):
-        return bool(self.module.SetPosition(self.instance, ctypes.c_int64(frame)))
-
-    def block(self):
-        """The next block; None when it fails."""
-        block = AudioBlock()
-        return block if self.module.DecodeBlock(self.instance, ctypes.byref(block)) else None
-
-    def blocks(self):
-        """(bytes, block) of all that is left; ends with None after a failure."""
-        while block := self.block():
-            yield ctypes.string_at(block.data, block.size) if block.size else b"", block
-            if block.last:
-                return
-        yield None
+        return bool(self.module.SetPosition(self.instance, c_int64(frame)))
 
     def decode(self):
         """All that is left; what was decoded before a failure, and "!" behind it."""
-        return b"".join(b"!" if got is None else got[0] for got in self.blocks())
+        decoded, block = b"", AudioBlock()
+        while not block.last:
+            block = AudioBlock()
+            if not self.module.DecodeBlock(self.instance, byref(block)):
+                return decoded + b"!"
+            decoded += ctypes.string_at(block.data, block.size) if block.size else b""
+        return decoded
 
     def write_tags(self, path, tags):
-        """Writes (name, text or payload) pairs."""
+        """Writes (name, text or payload) pairs; whether it could."""
         block = struct.pack("<I", len(tags))
         for name, value in tags:
             text, payload = (value, b"") if isinstance(value, str) else ("", value)
             entry = f"{name}\0{text}\0".encode("utf-16-le") + payload
             block += struct.pack("<I", len(entry) + 4) + entry
         record = GetSetRecord(size=len(block), file_name=str(path), block=block)
-        assert self.module.Set(self.instance, ctypes.c_wchar_p("IDTags"), ctypes.byref(record)) == 1
+        return self.module.Set(self.instance, c_wchar_p("IDTags"), byref(record)) == 1
 
     def delete_tags(self, path, *names):
         """Deletes the tags of those names; all when there are none."""
         packed = ctypes.create_unicode_buffer("\0".join((*names, "\0")))
-        assert self.module.DeleteATag(self.instance, ctypes.c_wchar_p(str(path)), packed) == 1
+        return self.module.DeleteATag(self.instance, c_wchar_p(str(path)), packed) == 1
 
 
 def describe(name):
@@ -137,22 +112,3 @@ def describe(name):
         assert record, f"cannot open {name}: {decoder.error_lines()}"
         return (entries(record.tags, record.tag_size),
                 {n: v for n, v, _ in entries(record.properties, record.properties_size)})
-
-
-def chunk(name, body):
-    return name + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
-
-
-def riff(*chunks):
-    body = b"WAVE" + b"".join(chunks)
-    return b"RIFF" + struct.pack("<I", len(body)) + body
-
-
-def fmt(tag, channels, rate, bits):
-    align = channels * bits // 8
-    return chunk(b"fmt ", struct.pack("<HHIIHH", tag, channels, rate, rate * align, align, bits))
-
-
-def info(**texts):
-    return chunk(b"LIST", b"INFO" + b"".join(
-        chunk(name.encode(), text.encode() + b"\0") for name, text in texts.items()))
