@@ -68,7 +68,7 @@ def mpeg(layer):
         subprocess.run([*encoder, source, coded], check=True)
         source.unlink()
         stream = coded.read_bytes()
-        head = b"WAVEfmt " + struct.pack("<IHHIIHHH", 18, tag, 2, 44100, 16000, 1, 0, 0) + b"data"
-        wave.write_bytes(b"RIFF" + struct.pack("<I", len(head) + 4 + len(stream)) + head +
-                         struct.pack("<I", len(stream)) + stream)
+        body = (b"WAVEfmt " + struct.pack("<IHHIIHHH", 18, tag, 2, 44100, 16000, 1, 0, 0) + b"data" +
+                struct.pack("<I", len(stream)) + stream + bytes(len(stream) % 2))
+        wave.write_bytes(b"RIFF" + struct.pack("<I", len(body)) + body)
     return coded, wave
