@@ -28,10 +28,14 @@ def size(count, unit):
 
 def row(work, peer):
     first = peer is work["contenders"][0]
+    if len(work["contenders"]) == 1:  # nothing to be beside
+        times = [f"{statistics.median(peer[figure]) * 1000:.0f} ms" for figure in ("seconds", "cpu")]
+    else:
+        times = [number(ratio(work, peer, figure)) for figure in ("seconds", "cpu")]
     calls = f"{round(peer['calls']):,}"
     return " | ".join([
         f"**{work['title']}**, {work['places']}" if first else "", peer["who"],
-        number(ratio(work, peer, "seconds")), number(ratio(work, peer, "cpu")),
+        *times,
         ("at least " if peer.get("calls_at_least") else "") + calls,
         size(peer["written"], "bytes") if peer["written"] else "",
         f"{size(peer['memory_kib'], 'KiB')} {peer['memory']}"])
@@ -86,8 +90,9 @@ def plot(results, path):
 
 
 def write(results, folder, documents):
-    """`documents` None: the table goes beside the JSON file."""
-    (folder / "results.json").write_text(json.dumps(results, indent=1), encoding="utf-8")
+    """`documents` None: these are some works only, whose table goes beside the JSON file."""
+    raw = folder / ("results.json" if documents else "results-filtered.json")
+    raw.write_text(json.dumps(results, indent=1), encoding="utf-8")
     text = table(results)
     if documents is None:
         (folder / "results.md").write_text(text + "\n", encoding="utf-8")
