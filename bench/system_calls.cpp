@@ -1,7 +1,6 @@
 #include "system_calls.h"
 
 #include <fstream>
-#include <map>
 
 #ifdef __linux__
 #include <sys/ptrace.h>
@@ -12,10 +11,8 @@
 #endif
 
 namespace bench {
-namespace {
 
-// A few of the copy's own come with them.
-double Traced([[maybe_unused]] const std::function<void()>& work) {
+double TracedCalls([[maybe_unused]] const std::function<void()>& work) {
 #ifdef __linux__
   const pid_t child = fork();
   if (child == 0) {
@@ -25,13 +22,19 @@ double Traced([[maybe_unused]] const std::function<void()>& work) {
     }
     _exit(0);
   }
+  constexpr int kSystemCall = SIGTRAP | 0x80;
+  constexpr auto kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_TRACEFORK |
+                            PTRACE_O_TRACEVFORK | PTRACE_O_TRACEEXEC;
   int status = 0;
   waitpid(child, &status, 0);
+  if (WIFSTOPPED(status)) ptrace(PTRACE_SETOPTIONS, child, nullptr, kOptions);
   uint64_t stops = 0;
-  if (WIFSTOPPED(status)) ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD);
-  while (WIFSTOPPED(status) && ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) == 0) {
-    waitpid(child, &status, 0);
-    if (WIFSTOPPED(status) && WSTOPSIG(status) == (SIGTRAP | 0x80)) ++stops;
+  for (pid_t stopped = child; stopped > 0; stopped = waitpid(-1, &status, __WALL)) {
+    if (!WIFSTOPPED(status)) continue;
+    const int signal = WSTOPSIG(status);
+    if (signal == kSystemCall) ++stops;
+    const bool own = signal == kSystemCall || signal == SIGTRAP || signal == SIGSTOP;
+    ptrace(PTRACE_SYSCALL, stopped, nullptr, own ? 0L : static_cast<long>(signal));
   }
   return static_cast<double>(stops) / 2;  // one at its begin, one at its end
 #else
@@ -39,19 +42,14 @@ double Traced([[maybe_unused]] const std::function<void()>& work) {
 #endif
 }
 
-}  // namespace
-
-double SystemCalls(const std::string& name, const std::function<void()>& work) {
-  static const double own = Traced([] {});
-  static std::map<std::string, double> counted;
-  const auto known = counted.find(name);
-  if (known != counted.end()) return known->second;
-  return counted[name] = Traced(work) - own;
+double SystemCalls(const std::function<void()>& work) {
+  static const double own = TracedCalls([] {});
+  return TracedCalls(work) - own;
 }
 
-IoCounts ProcessIo() {
+IoCounts ProcessIo(const std::string& process) {
   IoCounts counts;
-  std::ifstream io("/proc/self/io");
+  std::ifstream io("/proc/" + process + "/io");
   std::string name;
   uint64_t value = 0;
   while (io >> name >> value) {

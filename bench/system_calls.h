@@ -7,16 +7,19 @@
 
 namespace bench {
 
-// System calls of `work`, as the kernel stops a traced copy of this process at them; 0 where
-// nothing can be traced. Counted once for each name: tracing takes its time.
-double SystemCalls(const std::string& name, const std::function<void()>& work);
+// System calls of `work`, of its threads and processes, as the kernel stops a traced copy of this
+// process at them; 0 where nothing can be traced. A few of the copy's own come with them.
+double TracedCalls(const std::function<void()>& work);
 
-// What the system says that this process has read and written so far; 0 where it does not say.
+// Those of `work` alone.
+double SystemCalls(const std::function<void()>& work);
+
+// What the system says that a process has read and written so far; 0 where it does not say.
 struct IoCounts {
   uint64_t BytesWritten = 0;
   uint64_t Reads = 0;  // system calls
   uint64_t Writes = 0;
 };
-IoCounts ProcessIo();
+IoCounts ProcessIo(const std::string& process = "self");
 
 }  // namespace bench

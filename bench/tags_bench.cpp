@@ -11,8 +11,7 @@
 #include <vector>
 
 #include "bench_module.h"
-#include "heap.h"
-#include "system_calls.h"
+#include "cost.h"
 #include "tag_files.h"
 
 namespace {
@@ -23,20 +22,17 @@ using bench::Module;
 using bench::TaggedFiles;
 using bench::TheModule;
 
-// Runs the work on all the small files again and again.
-void OnTaggedFiles(benchmark::State& state, const std::string& who,
-                   const std::function<void()>& work) {
-  const auto files = static_cast<double>(TaggedFiles().size());
-  state.counters["calls/file"] = bench::SystemCalls("Tags_" + who, work) / files;
+// Runs the work, which is on all the small files, again and again.
+void OnTaggedFiles(benchmark::State& state, const std::function<void()>& work) {
+  bench::TellCost(state, work);
+  work();  // the first time takes longer
   for (auto _ : state) work();
-  state.counters["files/s"] =
-      benchmark::Counter(files, benchmark::Counter::kIsIterationInvariantRate);
 }
 
 // What any program must do to look at the front and at the tags: open, size, two reads, close.
 void Tags_Bare(benchmark::State& state) {
-  std::vector<char> buffer(4096);
-  OnTaggedFiles(state, "Bare", [&] {
+  OnTaggedFiles(state, [&] {
+    std::vector<char> buffer(4096);
     for (const fs::path& path : TaggedFiles()) {
       const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
       struct stat status {};
@@ -60,20 +56,20 @@ void Tags_Module(benchmark::State& state) {
   std::vector<std::wstring> names;
   for (const fs::path& path : TaggedFiles()) names.push_back(path.wstring());
   const STNStdReport silent{};
-  void* decoder = module.Create(&silent);
-  OnTaggedFiles(state, "Module", [&] {
+  OnTaggedFiles(state, [&] {
+    void* decoder = module.Create(&silent);
     STZuOpenDecoder source;
     for (const std::wstring& name : names) {
       if (!OpenWithTags(decoder, name, source)) state.SkipWithError("no tags");
       module.Close(decoder, nullptr);
     }
+    module.Destroy(decoder);
   });
-  module.Destroy(decoder);
 }
 
 // Its tags are parsed when it opens a file.
 void Tags_TagLib(benchmark::State& state) {
-  OnTaggedFiles(state, "TagLib", [&] {
+  OnTaggedFiles(state, [&] {
     for (const fs::path& path : TaggedFiles()) {
       const TagLib::RIFF::WAV::File file(path.c_str());
       if (!file.hasID3v2Tag() || !file.hasInfoTag()) state.SkipWithError("no tags");
@@ -82,35 +78,27 @@ void Tags_TagLib(benchmark::State& state) {
   });
 }
 
-void Million_Of(benchmark::State& state, Million kind) {
+void Million_Module(benchmark::State& state, Million kind) {
   const Module& module = TheModule();
-  const fs::path path = bench::MillionFile(kind);
-  const std::wstring name = path.wstring();
-  constexpr double kMega = 1e6;
-  state.counters["file_MB"] = static_cast<double>(fs::file_size(path)) / kMega;
-  for (auto _ : state) {
+  const std::wstring name = bench::MillionFile(kind).wstring();
+  const auto open_once = [&] {
     const STNStdReport silent{};
-    heap::ResetPeak();
-    const heap::Counts start = heap::Now();
     void* decoder = module.Create(&silent);
     STZuOpenDecoder source;
     if (!OpenWithTags(decoder, name, source)) state.SkipWithError("no tags");
-    state.counters["heap_MB"] = static_cast<double>(heap::Now().Peak - start.Live) / kMega;
     module.Destroy(decoder);
-  }
+  };
+  bench::TellCost(state, open_once);
+  for (auto _ : state) open_once();
 }
 
 }  // namespace
 
-BENCHMARK(Tags_Bare)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(Tags_Module)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(Tags_TagLib)->Unit(benchmark::kMillisecond)->UseRealTime();
-#define MILLION_OF(kind)                             \
-  BENCHMARK_CAPTURE(Million_Of, kind, Million::kind) \
-      ->Unit(benchmark::kMillisecond)                \
-      ->UseRealTime()                                \
-      ->Iterations(1)                                \
-      ->Repetitions(5)
+BENCHMARK(Tags_Bare)->UseRealTime();
+BENCHMARK(Tags_Module)->UseRealTime();
+BENCHMARK(Tags_TagLib)->UseRealTime();
+#define MILLION_OF(kind) \
+  BENCHMARK_CAPTURE(Million_Module, kind, Million::kind)->UseRealTime()->Iterations(1)
 MILLION_OF(Chunks);
 MILLION_OF(InfoItems);
 MILLION_OF(TitleFrames);

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "bench_module.h"
-#include "system_calls.h"
+#include "cost.h"
 #include "wave_builder.h"
 
 namespace {
@@ -208,44 +208,30 @@ bool HasNewTag(const WrittenFile& file) {
   return ends.find(std::string(kNewComment, 'n')) != std::string::npos;
 }
 
-// Writes once, and says in the counters what that was. The time that it took, in seconds.
-double WriteOnce(benchmark::State& state, const WrittenFile& file, Work work, const Writer& write) {
-  const bench::IoCounts before = bench::ProcessIo();
-  const auto start = std::chrono::steady_clock::now();
-  const bool good = write(file, work);
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  const bench::IoCounts after = bench::ProcessIo();
-  if (!good || !HasNewTag(file)) state.SkipWithError("not written");
-  const auto count = [&](const char* counter, uint64_t value) {
-    state.counters[counter] = static_cast<double>(value);
-  };
-  count("grown", fs::file_size(file.Path) - file.Size());
-  count("bytes", after.BytesWritten - before.BytesWritten);
-  count("writes", after.Writes - before.Writes);
-  file.Restore();
-  return time.count();
-}
-
 void Measure(benchmark::State& state, const std::string& who, Work work, const Writer& write) {
   using Clock = std::chrono::steady_clock;
   const WrittenFile file(work, who == "TagLib");
+  const bool moves = work == Work::Insert;
+  const auto write_it = [&] {
+    if (!write(file, work)) state.SkipWithError("not written");
+  };
   file.Settle();
-  if (work == Work::Insert || (who == "TagLib" && work == Work::EditPadded)) {
-    for (auto _ : state) state.SetIterationTime(WriteOnce(state, file, work, write));
-    file.Settle();
-    return;  // one move of the audio is enough
-  }
-  WriteOnce(state, file, work, write);  // and does what only a first call does
-  const std::string name = "Write_" + who + std::to_string(static_cast<int>(work));
-  state.counters["calls"] = bench::SystemCalls(name, [&] { write(file, work); });
-  file.Restore();
+  // A move of the audio in small pieces would be traced for minutes.
+  bench::TellCost(
+      state, write_it, [&] { file.Restore(); }, !(moves && who == "TagLib"));
+  double cpu_seconds = 0;
   for (auto _ : state) {
+    const double cpu = bench::CpuSeconds();
     const auto start = Clock::now();
-    const bool good = write(file, work);
+    write_it();
     state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
-    if (!good) state.SkipWithError("not written");
+    cpu_seconds += bench::CpuSeconds() - cpu;
+    if (!HasNewTag(file)) state.SkipWithError("not written");
     file.Restore();
   }
+  state.counters["cpu_seconds"] =
+      benchmark::Counter(cpu_seconds, benchmark::Counter::kAvgIterations);
+  file.Settle();
 }
 
 void Write_Bare(benchmark::State& state, Work work) { Measure(state, "Bare", work, WriteBare); }
@@ -258,20 +244,16 @@ void Write_TagLib(benchmark::State& state, Work work) {
 
 }  // namespace
 
-#define WRITE(who, name, work) \
-  BENCHMARK_CAPTURE(Write_##who, name, work)->Unit(benchmark::kMicrosecond)->UseManualTime()
-#define WRITE_SMALL(who, name, work) WRITE(who, name, work)->MinTime(0.2)
-#define WRITE_LARGE(who, name, work, times) \
-  WRITE(who, name, work)->Iterations(1)->Repetitions(times)
-WRITE_SMALL(Bare, append, Work::Append);
-WRITE_SMALL(Module, append, Work::Append);
-WRITE_SMALL(TagLib, append, Work::Append);
-WRITE_SMALL(Bare, edit_end, Work::EditAtEnd);
-WRITE_SMALL(Module, edit_end, Work::EditAtEnd);
-WRITE_SMALL(TagLib, edit_end, Work::EditAtEnd);
-WRITE_SMALL(Bare, edit_padded, Work::EditPadded);
-WRITE_SMALL(Module, edit_padded, Work::EditPadded);
-WRITE_LARGE(TagLib, edit_padded, Work::EditPadded, 3);
-WRITE_LARGE(Bare, insert, Work::Insert, 7);
-WRITE_LARGE(Module, insert, Work::Insert, 7);
-WRITE_LARGE(TagLib, insert, Work::Insert, 3);
+#define WRITE(who, name, work) BENCHMARK_CAPTURE(Write_##who, name, work)->UseManualTime()
+#define WRITE_ALL(name, work) \
+  WRITE(Bare, name, work);    \
+  WRITE(Module, name, work);  \
+  WRITE(TagLib, name, work)
+#define INSERT(who) WRITE(who, insert, Work::Insert)->Iterations(1)
+WRITE_ALL(append, Work::Append);
+WRITE_ALL(edit_end, Work::EditAtEnd);
+WRITE(Bare, edit_padded, Work::EditPadded);
+WRITE(Module, edit_padded, Work::EditPadded);
+INSERT(Bare);
+INSERT(Module);
+INSERT(TagLib);

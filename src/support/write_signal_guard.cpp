@@ -18,10 +18,13 @@ bool IsPending(int signal) {
 
 WriteSignalGuard::WriteSignalGuard() {
   sigemptyset(&Held);
-  for (const int signal : {SIGPIPE, SIGXFSZ}) {
-    if (!IsPending(signal)) sigaddset(&Held, signal);
-  }
+  for (const int signal : {SIGPIPE, SIGXFSZ}) sigaddset(&Held, signal);
   pthread_sigmask(SIG_BLOCK, &Held, &Before);
+  // One that waits already is the host's own, and not to be taken away. It waits only where the host
+  // has blocked it, so that most writes need not ask.
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    if (sigismember(&Before, signal) == 1 && IsPending(signal)) sigdelset(&Held, signal);
+  }
 }
 
 WriteSignalGuard::~WriteSignalGuard() { pthread_sigmask(SIG_SETMASK, &Before, nullptr); }

@@ -115,7 +115,15 @@ bool XFile::Adopt(XFileHandle handle) {
 void XFile::Share(const XFile& other) {
   Close();
   FileHandle = other.FileHandle;
-  if (other.Opened) SetOpened(other.KnownSize, other.SizeLimit);
+  if (!other.Opened) return;
+  SetOpened(other.KnownSize, other.SizeLimit);
+  for (size_t i = 0; i < Windows.size(); ++i) {
+    const Window& window = other.Windows[i];
+    Windows[i].Position = window.Position;
+    Windows[i].Length = window.Length;
+    std::copy_n(window.Bytes.begin(), window.Length, Windows[i].Bytes.begin());
+  }
+  LastUsed = other.LastUsed;
 }
 
 void XFile::ForgetWindows() {

@@ -36,7 +36,8 @@ class XFile {
   bool Open(const wchar_t* name, XFileAccess access);
   // Takes over an open file.
   bool Adopt(XFileHandle handle);
-  // Works on a file that `other` has open, which keeps it open meanwhile.
+  // Works on a file that `other` has open, which keeps it open meanwhile. What that has read for
+  // headers is not read again.
   void Share(const XFile& other);
   virtual void Close();
   [[nodiscard]] bool IsOpen() const { return Opened; }
