@@ -119,6 +119,7 @@ TEST(TagWriting, Layouts) {
       {"", kFmt + kOddList + kData, "Artist=AB", "fmt 16, LIST 18, data 400"},
       {"", kFmt + kOddList + Junk(10) + kData, "Artist=AB", "fmt 16, LIST 16, JUNK 12, data 400"},
       {"D1P1", Junk(29) + kFmt + kData, kBoth, "JUNK 29, fmt 16, LIST 24, data 400"},
+      {"D1P1", Junk(24) + kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
       // `bext`.
       {"D2", kFmt + kData, "Description=d", "bext 602, fmt 16, data 400"},
       {"D2", Junk(1000) + kFmt + kData, "Description=d", "bext 602, JUNK 390, fmt 16, data 400"},
