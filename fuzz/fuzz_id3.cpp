@@ -58,6 +58,8 @@ std::vector<Seed> Seeds() {
       {"2 unsynchronised", Tag(2, 0x80, frames2 + padding)},
       {"3 with a frame of 2", Tag(3, 0, V3("TT2\0"s, "\0Title"s) + frames3)},
       {"4 with frames of 3", Tag(4, 0, frames3)},
+      {"a data length and no data: written as an empty frame",
+       Tag(4, 0, V4("PRIV", SyncSafe(0), 1) + frames4)},
       {"3 with frames of 4", Tag(3, 0, frames4)},
   };
   for (Seed& seed : seeds) seed.Bytes.insert(0, 1, static_cast<char>(seed.Bytes.size() % 8));

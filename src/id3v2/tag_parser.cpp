@@ -197,7 +197,7 @@ class frameParser {
       data = made_.data();
       size = made_.size();
     }
-    Deliver(id, data, size);
+    if (size != 0) Deliver(id, data, size);  // a frame holds at least one byte
   }
 
   void Deliver(uint32_t id, const uint8_t* data, size_t size) {
