@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Files tagged by well-known tools read with the values that those tools say themselves, and outlive
-edits; the tools read what the module writes.
+"""Files tagged by well-known tools read with the values that those tools say, and outlive edits;
+the tools read what the module writes.
 
 WAVE_MODULE names the module. A tool that is not installed is left out."""
 import codecs
@@ -35,7 +35,8 @@ PNG = bytes.fromhex(
 JPEG = (b"\xff\xd8\xff\xdb\0\x43\0" + b"\1" * 64 + b"\xff\xc0\0\x0b\x08\0\1\0\1\1\1\x11\0"
         b"\xff\xc4\0\x14\0\1" + bytes(16) + b"\xff\xc4\0\x14\x10\1" + bytes(16) +
         b"\xff\xda\0\x08\1\1\0\0\x3f\0\x3f\xff\xd9")
-WAVE_FILE = riff(fmt(1, 1, 8000, 16), chunk(b"data", bytes(range(200)) * 4))
+AUDIO = bytes(range(200)) * 4
+WAVE_FILE = riff(fmt(1, 1, 8000, 16), chunk(b"data", AUDIO))
 
 
 def units(text):
@@ -87,15 +88,6 @@ def by_exiftool(path):
     return told
 
 
-def by_kid3(path):
-    asks = (json.dumps({"method": "get", "params": ["all", tag]}) for tag in (2, 3))
-    shown = run("kid3-cli", *(a for ask in asks for a in ("-c", ask)), path).strip()
-    return {f"{tag}:{frame['name']}": frame["value"]
-            for tag, part in enumerate(shown.split("\n\n"), 2)
-            for frame in json.loads(part)["result"]["taggedFile"].get(f"tag{tag}", {"frames": ()})
-            ["frames"]}
-
-
 def by_sndfile(path):
     log = run("sndfile-info", path, encoding="latin-1").replace("(unknown marker)", "").lower()
     assert "error" not in log and "warning" not in log, log
@@ -106,7 +98,7 @@ def by_sndfile(path):
 
 TOOLS = {name: reader for name, reader, is_there in (
     ("mutagen", by_mutagen, mutagen), ("taglib", by_taglib, taglib),
-    ("ffprobe", by_ffprobe, shutil.which("ffprobe")), ("kid3", by_kid3, shutil.which("kid3-cli")),
+    ("ffprobe", by_ffprobe, shutil.which("ffprobe")),
     ("exiftool", by_exiftool, shutil.which("exiftool")),
     ("sndfile", by_sndfile, shutil.which("sndfile-metadata-get"))) if is_there}
 
@@ -123,9 +115,7 @@ class PeerTest(FolderCase):
     def told(self, path=None):
         """What every tool reads from the file, which has the audio that it had."""
         path = path or self.path
-        audio = [[body for name, body, _ in chunks(data) if name == b"data"]
-                 for data in (path.read_bytes(), WAVE_FILE)]
-        self.assertEqual(*audio)
+        self.assertIn((b"data", AUDIO), [part[:2] for part in chunks(path.read_bytes())])
         with ThreadPoolExecutor() as pool:
             return dict(zip(TOOLS, pool.map(lambda reader: reader(path), TOOLS.values())))
 
@@ -181,8 +171,8 @@ def values_by_mutagen(tags):
 
 
 class WrittenThere(PeerTest):
-    """The values are those that the tool says. Then one field is changed, one added and one deleted;
-    each tool still reads all the others."""
+    """The values are those that the tool says. Then one field is changed, one added and one
+    deleted; each tool still reads all the others."""
     EDITED = {"title": "New", "tit2": "New", "name": "New", "copyright": "2026", "tcop": "2026",
               "genre": None, "tcon": None, "originator_reference": "2026",
               "originatorreference": "2026", "origination ref": "2026"}
@@ -259,7 +249,8 @@ class WrittenThere(PeerTest):
     def test_mutagen_every_frame_in_every_encoding(self):
         for version, name in ((3, "LATIN1"), (3, "UTF16"), *((4, name) for name in PLAIN)):
             with self.subTest(version=version, encoding=name):
-                told = self.save(version, *self.every_frame(getattr(id3.Encoding, name), PLAIN[name]))
+                frames = self.every_frame(getattr(id3.Encoding, name), PLAIN[name])
+                told = self.save(version, *frames)
                 self.assertGreater(len(told), 45)
                 self.check(told, "ID3")
                 if name in ("UTF16", "UTF8"):
@@ -377,26 +368,6 @@ class WrittenThere(PeerTest):
                 self.check(told, kinds)
                 self.edit()
 
-    def test_kid3(self):
-        self.need("kid3-cli")
-        names = {"Title": "Title", "Artist": "Artist", "Comment": "Comment", "Genre": "Genre",
-                 "Album": "Album", "Date": "Year", "Track Number": "Track", "Composer": "Composer"}
-        given = {"title": PLAIN["UTF16"], "artist": "A", "comment": "C", "album": "Größe",
-                 "genre": "Rock", "date": "2021", "track number": "3/12", "composer": "B"}
-        for update, tag in (([], 2), (["to24"], 2), ([], 3)):
-            with self.subTest(update=update, tag=tag):
-                self.path.write_bytes(WAVE_FILE)
-                steps = [f"set '{k}' '{v}' {tag}" for k, v in given.items()] + update + ["save"]
-                run("kid3-cli", *(a for step in steps for a in ("-c", step)), self.path)
-                told = {names[name[2:]]: value for name, value in by_kid3(self.path).items()
-                        if name[2:] in names}
-                if tag == 3:  # written as UTF-8; a track as `TRAC`, a composer as `IMUS`
-                    told = {k: as_1252(v.encode()) for k, v in told.items()
-                            if k not in ("Track", "Composer")}
-                self.assertGreater(len(told), 5)
-                self.check(told, "ID3" if tag == 2 else "LIST")
-                self.edit()
-
     def test_code_page_of_info(self):
         raw = bytes(range(0x80, 0x100))
         self.path.write_bytes(riff(fmt(1, 1, 8000, 16), chunk(b"data", b""), chunk(
@@ -408,13 +379,11 @@ NAMES = {  # of the fields where each tool shows them, "" where it does not
     ("exiftool", "LIST"): "RIFF:Title,RIFF:Artist,RIFF:Product,RIFF:Genre,RIFF:DateCreated,"
                           "RIFF:TrackNumber,RIFF:Comment",
     ("ffprobe", "LIST"): "title,artist,album,genre,date,track,comment",
-    ("kid3", "LIST"): "3:Title,3:Artist,3:Album,3:Genre,3:Date,3:Track Number,3:Comment",
     ("sndfile", "LIST"): "Name,Artist,Album,,Create date,,Comment",
     ("taglib", "LIST"): "TITLE,ARTIST,ALBUM,GENRE,DATE,,COMMENT",
     ("exiftool", "ID3"): "ID3v2_3:Title,ID3v2_3:Artist,ID3v2_3:Album,ID3v2_3:Genre,ID3v2_3:Year,"
                          "ID3v2_3:Track,ID3v2_3:Comment",
     ("ffprobe", "ID3"): "title,artist,album,genre,date,track,comment,Mood",
-    ("kid3", "ID3"): "2:Title,2:Artist,2:Album,2:Genre,2:Date,2:Track Number,2:Comment,2:Mood",
     ("taglib", "ID3"): "TITLE,ARTIST,ALBUM,GENRE,DATE,TRACKNUMBER,COMMENT,MOOD",
     ("exiftool", "bext"): ",RIFF:Originator,RIFF:OriginatorReference,,,RIFF:TimeReference,"
                           "RIFF:CodingHistory",
@@ -425,8 +394,7 @@ NAMES = {  # of the fields where each tool shows them, "" where it does not
 HIDDEN = (("taglib", "LIST"), ("ffprobe", "ID3"))  # by the other chunk, when there is one
 SHOWN = {  # several values and dates in the tool's way: the first value only, the year only
     ("exiftool", "LIST"): {"-": ":"}, ("exiftool", "ID3"): {"\r": "/", "-03-04": ""},
-    ("taglib", "LIST"): {"-03-04": ""}, ("ffprobe", "ID3"): {"\rB": ""},
-    ("kid3", "ID3"): {"\r": "|"}}
+    ("taglib", "LIST"): {"-03-04": ""}, ("ffprobe", "ID3"): {"\rB": ""}}
 
 
 class WrittenHere(PeerTest):
@@ -465,8 +433,8 @@ class WrittenHere(PeerTest):
             for name, value in zip(names.split(","), values):
                 if kind == "LIST":
                     value = value.replace("Ω 語", "_ _")
-                    if tool in ("kid3", "taglib") and not value.isascii():
-                        continue  # they take it for UTF-8
+                    if tool == "taglib" and not value.isascii():
+                        continue  # it takes it for UTF-8
                 for here, there in SHOWN.get((tool, kind), {}).items():
                     value = value.replace(here, there)
                 if name:
