@@ -28,8 +28,8 @@ Scenario = collections.namedtuple("Scenario", "file command options trailing")
 WRITE = ("write", "Title=A new title", "Artist=Somebody")
 LONG = ("write", "Comment=" + "long " * 700)
 VERY_LONG = ("write", "Comment=" + "very long " * 700)
-SHORT = ("write", "Comment=short")
-LIST, ID3, NONE = {"WaveTagDefault": 1}, {"WaveTagDefault": 3}, {"WaveTagDefault": 2}
+SHORT, HISTORY = ("write", "Comment=short"), ("write", "CodingHistory=" + "H" * 999)
+LIST, NONE = {"WaveTagDefault": 1}, {"WaveTagDefault": 2}
 FRONT, CUT = {**LIST, "WaveLISTPos": 1}, {"WaveLISTPadding": 2}
 
 
@@ -66,12 +66,12 @@ SCENARIOS = {
     "shrink": scenario(riff(FMT, info(3001), BIG, CUE), SHORT, CUT),
     "remove": scenario(riff(FMT, info(301), BIG, CUE), ("delete",), CUT),
     "bext_new": scenario(riff(FMT, BIG), ("write", "Description=A new description"), NONE),
-    "bext_longer": scenario(riff(history(9), FMT, BIG), ("write", "CodingHistory=" + "H" * 999), NONE),
+    "bext_longer": scenario(riff(history(9), FMT, BIG), HISTORY, NONE),
     "bext_shorter": scenario(riff(history(3001), FMT, BIG), ("write", "CodingHistory=H"), NONE),
     "bext_removed": scenario(riff(history(9), FMT, BIG, CUE), ("delete",)),
     "bext_rf64": scenario(rf64(FMT, BIG)[:-1], ("write", "Description=A description"), NONE),
-    "all_ways": scenario(riff(history(9), FMT, info(4001), BIG, id3(9), SMPL, chunk(b"JUNK", b"12")),
-                         ("write", "CodingHistory=" + "H" * 999, "Comment=" + "x" * 99), CUT),
+    "all_ways": scenario(riff(history(9), FMT, info(4001), BIG, id3(9), SMPL,
+                              chunk(b"JUNK", b"12")), (*HISTORY, "Comment=" + "x" * 99), CUT),
 }
 
 

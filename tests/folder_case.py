@@ -1,5 +1,4 @@
 """What test cases that run programs share."""
-import os
 import shutil
 import subprocess
 import tempfile
@@ -10,7 +9,7 @@ from pathlib import Path
 def run(*command, encoding="utf-8"):
     """What a program writes; bytes without an encoding."""
     done = subprocess.run([str(part) for part in command], capture_output=True, timeout=60,
-                          env={**os.environ, "QT_QPA_PLATFORM": "offscreen"}, check=False)
+                          check=False)
     assert done.returncode == 0, (command, done.stderr)
     return done.stdout.decode(encoding) if encoding else done.stdout
 

@@ -7,11 +7,10 @@ FAULT_POINTS: the most points of a scenario to try, 0 for all.
 FAULT_TORN=1: writes are torn where no page ends, too, which no kernel does.
 
 A fault is WHAT@K: what happens at the K-th call, counted from 1
-  eio                         it fails                    eio+     and so does every later one
-  enospc                      the same for what may need room, as where no block is
-  enospc+                     overwritten in place
+  eio eio+                    it fails; so does every later one
+  enospc enospc+              the same for what may need room, as where no block is overwritten
   full                        from it on, what lengthens a file fails with ENOSPC
-  short                       half of its bytes           short+   every later one as well
+  short short+                half of its bytes; every later one as well
   short-eio short-enospc      half of its bytes, then as eio+ or enospc+
   kill kill-half kill-after   the process ends before it, after half of its bytes, after it
   stop                        the process waits for SIGCONT before it"""
@@ -27,7 +26,6 @@ import signal
 import sys
 import tempfile
 import time
-import traceback
 import unittest
 from pathlib import Path
 
@@ -40,7 +38,6 @@ if INJECTOR not in os.environ.get("LD_PRELOAD", ""):  # starts again, with it
 POINTS = int(os.environ.get("FAULT_POINTS", "36"))
 TORN = os.environ.get("FAULT_TORN")
 MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
-NOBODY = 65534
 C = ctypes.CDLL(None)
 JUDGE = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int64,
                          ctypes.POINTER(ctypes.c_uint64), ctypes.c_int64)
@@ -98,7 +95,7 @@ class Child:
                 with open(writer, "wb") as pipe:
                     pickle.dump(work(), pipe)
             except BaseException:
-                traceback.print_exc()
+                sys.excepthook(*sys.exc_info())
             finally:
                 C.exit(0)
         os.close(writer)
@@ -323,7 +320,7 @@ class Faults(unittest.TestCase):
             except AssertionError as error:
                 return f"{fault}: {error}"
         kinds = collections.Counter(in_turns(outcome, todo))
-        print(f"{name:21} {len(truth.calls):3} calls, {len(todo)} points: {dict(kinds)}", flush=True)
+        print(f"{name:21} {len(truth.calls):3} calls, {len(todo)} points: {dict(kinds)}")
         self.assertLessEqual(set(kinds), {"old", "new", "mixed", "neither"})
 
     def killed(self, name):
@@ -364,8 +361,8 @@ class Faults(unittest.TestCase):
             for file_mode, folder_mode in ((0o444, 0o555), (0o666, 0o555), (0o444, 0o777)):
                 place.file.chmod(file_mode)
                 place.folder.chmod(folder_mode)
-                # Modes do not bind the superuser.
-                found = place.run(read, user=None if os.geteuid() else NOBODY).value
+                # Modes do not bind the superuser; nobody is 65534.
+                found = place.run(read, user=None if os.geteuid() else 65534).value
                 self.assertTrue(found is None or found[0] == truth.audio)
             place.folder.chmod(0o755)
             place.file.chmod(0o644)

@@ -29,7 +29,7 @@ PCM16 = fmt(1, 2, 44100, 16)
 FLOAT = fmt(3, 1, 48000, 32, b"")
 EXTENSIBLE = extensible(1, 2, 96000, 32, 24, 3)
 EXTENSIBLE_FLOAT = extensible(3, 2, 48000, 32, 32, 3)
-SILENT_FRAME = b"\xff\xfb\x90\x64" + bytes(413)  # MPEG-1 layer 3, 128 kbit/s, 1152 samples in stereo
+SILENT_FRAME = b"\xff\xfb\x90\x64" + bytes(413)  # MPEG-1 layer 3, 128 kbit/s, 1152 in stereo
 
 
 @contextlib.contextmanager
@@ -44,6 +44,9 @@ def terminal():
 class HostCase(FolderCase):
     def put_wave(self, name, *chunks, form=PCM16, audio=AUDIO):
         return self.put(name, riff(form, chunk(b"data", audio), *chunks))
+
+    def put_sparse(self, name, head, size):
+        os.truncate(self.put(name, head), len(head) + size)
 
     def run_host(self, *arguments, status=0, **options):
         streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
@@ -123,8 +126,8 @@ class HostTest(HostCase):
 
     def test_range(self):
         self.put_wave("in.wav", form=fmt(1, 1, 1000, 16))  # 100 s, 1000 frames a second
-        cases = [("--from 10 --to 12", 10, 12), ("--to 0", 0, 0), ("--from 1.5s --to=2s", 1500, 2000),
-                 ("--from 250ms --to 300", 250, 300), ("--from 1:30", 90000, 100000),
+        cases = [("--from 10 --to 12", 10, 12), ("--to 0", 0, 0), ("--from 1:30", 90000, 100000),
+                 ("--from 1.5s --to=2s", 1500, 2000), ("--from 250ms --to 300", 250, 300),
                  ("--from 0:01:02.5 --to 2:02:02.5", 62500, 100000),
                  ("--from 1.0006s --to 1.0014s", 1001, 1001), ("--from 999999999", 100000, 100000)]
         for arguments, first, end in cases:
@@ -145,7 +148,8 @@ class HostTest(HostCase):
             ("-fo sub", "is an input", False), ("-o missing/out.wav", "No such file", False),
             ("in.wav -fo ./", "sub/in.wav: the output './in.wav' is", False),
             ("-fo out.wav", "cannot write 'out.wav'", True),
-            ("-o new.raw", "cannot write 'new.raw'", True), ("--from 9 --to 8", "ends before", False),
+            ("-o new.raw", "cannot write 'new.raw'", True),
+            ("--from 9 --to 8", "ends before", False),
             *[("-o /dev/full", "No space left", False)] * (sys.platform == "linux"),
         ]
         for arguments, message, limited in cases:
@@ -162,7 +166,8 @@ class HostTest(HostCase):
         self.assertIn("another input", twice.stderr)
 
     def test_failing_files_among_good_ones(self):
-        files = {"a.wav": False, "bad.wav": True, "text.wav": True, "none.wav": True, "z.wav": False}
+        files = {"a.wav": False, **dict.fromkeys(("bad.wav", "text.wav", "none.wav"), True),
+                 "z.wav": False}
         for name in ("a.wav", "z.wav"):
             self.put_wave(name, form=fmt(1, 1, 8000, 8))
         self.put("bad.wav", riff(chunk(b"data", bytes(8))))
@@ -205,8 +210,9 @@ class HostTest(HostCase):
         self.assert_has(listed, tags=told["tags"], kinds=kinds)
         tags = {tag["name"]: tag.get("value", tag.get("values")) for tag in told["tags"]}
         self.assert_has(tags, **{
-            "Title": "\u590f\u306e\u97f3\x1b[31m\u202e", "Artist": ["Ann", "Bob"], "Engineer": "Eve",
-            "odd\nname:": "kept", "Comment": "Caf\u00e9 \u201clive\u201d\r\nsecond\tline",
+            "Title": "\u590f\u306e\u97f3\x1b[31m\u202e", "Artist": ["Ann", "Bob"],
+            "Engineer": "Eve", "odd\nname:": "kept",
+            "Comment": "Caf\u00e9 \u201clive\u201d\r\nsecond\tline",
             "CodingHistory": "A=PCM,F=44100\r\nA=ANALOGUE", "TimeReference": "44100"})
         reserved = {item["name"]: item for item in listed["reserved"]}
         self.assertEqual(reserved["_mine"]["value"], "hidden")
@@ -327,9 +333,7 @@ class HostTest(HostCase):
         size, frames = 5 << 30, 5 << 28
         head = bytearray(rf64(FLOAT, chunk(b"data", b"")))
         struct.pack_into("<QQQ", head, 20, len(head) - 8 + size, size, frames)
-        with open(self.folder / "huge.wav", "wb") as file:
-            file.write(head)
-            file.truncate(len(head) + size)
+        self.put_sparse("huge.wav", head, size)
         command = [HOST, "decode", "-q", "huge.wav", "-o", "-", "--format", "wav"]
         with subprocess.Popen(command, cwd=self.folder, stdout=subprocess.PIPE) as host:
             header = host.stdout.read(94)
@@ -398,7 +402,8 @@ class AddressTest(HostCase):
         self.put_wave("near.wav")
         far = self.server.upper() + "far.wav"
         for command in ("info", "tags", "art", "decode"):
-            told = self.run_json(command, "near.wav", far, self.server + "none", "near.wav", status=1)
+            none = self.server + "none"
+            told = self.run_json(command, "near.wav", far, none, "near.wav", status=1)
             self.assertEqual(["error" in item for item in told], [False, False, True, False])
             self.assertIn("no such file there", told[2]["error"])
         self.assertEqual(self.read("far.front-album-cover.jpg"), JPEG)

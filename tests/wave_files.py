@@ -28,7 +28,8 @@ def fmt(tag, channels, rate, bits, extra=None, byte_rate=None, align=None):
     align = channels * bits // 8 if align is None else align
     byte_rate = rate * align if byte_rate is None else byte_rate
     extra = b"" if extra is None else struct.pack("<H", len(extra)) + extra
-    return chunk(b"fmt ", struct.pack("<HHIIHH", tag, channels, rate, byte_rate, align, bits) + extra)
+    fixed = struct.pack("<HHIIHH", tag, channels, rate, byte_rate, align, bits)
+    return chunk(b"fmt ", fixed + extra)
 
 
 def extensible(tag, channels, rate, bits, valid, mask):
@@ -37,8 +38,9 @@ def extensible(tag, channels, rate, bits, valid, mask):
 
 
 def info(**texts):
-    texts = {n: t.encode() if isinstance(t, str) else t for n, t in texts.items()}
-    return chunk(b"LIST", b"INFO" + b"".join(chunk(n.encode(), t + b"\0") for n, t in texts.items()))
+    return chunk(b"LIST", b"INFO" + b"".join(
+        chunk(name.encode(), (text.encode() if isinstance(text, str) else text) + b"\0")
+        for name, text in texts.items()))
 
 
 def bext(description, originator=b"", history=b""):
