@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <vector>
+#include <utility>
 
 #include "id3v2/meta_map.h"
 #include "id3v2/tag.h"
