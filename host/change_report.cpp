@@ -104,7 +104,8 @@ std::string LossText(const std::string& file, const LostValue& lost) {
   } else if (lost.advice && lost.advice->empty()) {
     text += "; no option keeps it";
   } else if (lost.advice) {
-    text += fmt::format("; to keep it: {}, then tag it again", fmt::join(*lost.advice, " && "));
+    const std::string commands = fmt::format("{}", fmt::join(*lost.advice, " && "));
+    text += fmt::format("; to keep it: {}, then tag it again", Displayable(commands));
   }
   return text + "\n";
 }

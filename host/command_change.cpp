@@ -2,9 +2,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 #include "change_report.h"
 #include "commands.h"

@@ -15,8 +15,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string TextOrEmpty(const wchar_t* text) { return text == nullptr ? "" : Utf8(text); }
-
 // One answer; empty when the module has none.
 std::string Ask(DecoderSession& session, const wchar_t* key) {
   STZuCodecGetSet record = {};

@@ -7,7 +7,6 @@
 
 #include "command_line_changes.h"
 #include "output_plan.h"
-#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {

@@ -1,7 +1,6 @@
 #include "command_line_changes.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -13,11 +12,6 @@ namespace wavehost {
 namespace {
 
 constexpr size_t kHelpColumns = 64;
-
-bool IsThere(const std::string& file) {
-  struct stat status = {};
-  return stat(file.c_str(), &status) == 0;
-}
 
 void AddEditOptions(CLI::App& command, EditOptions& options) {
   command.add_flag("--dry-run", options.dry_run, "Say what would change, and change nothing");
@@ -108,7 +102,7 @@ void TakeTagArguments(const std::vector<std::string>& arguments, CommandLine& li
         line.files.push_back(argument);
         continue;
       }
-      if (IsThere(argument)) {
+      if (FileExists(argument)) {
         throw WrongUsage(fmt::format("'{}' is a file, too: put it behind --, or rename it",
                                      Displayable(argument)));
       }
@@ -124,7 +118,7 @@ void TakeTagArguments(const std::vector<std::string>& arguments, CommandLine& li
 void TakeUntagArguments(const std::vector<std::string>& arguments, CommandLine& line) {
   AsParseError("arguments", [&] {
     for (const std::string& argument : arguments) {
-      (IsAddress(argument) || IsThere(argument) ? line.files : line.change.remove)
+      (IsAddress(argument) || FileExists(argument) ? line.files : line.change.remove)
           .push_back(argument);
     }
     CheckNames(line.change.remove);

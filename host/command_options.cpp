@@ -6,7 +6,6 @@
 #include "commands.h"
 #include "console.h"
 #include "decoder_session.h"
-#include "error.h"
 #include "settings.h"
 #include "tag_options.h"
 #include "text.h"

@@ -16,7 +16,7 @@ namespace wavehost {
 namespace {
 
 bool IsDescribed(const TagValue& picture) {
-  return picture.entry.find("<subdesc>") != std::string::npos;
+  return picture.entry.find(kDescriptionMark) != std::string::npos;
 }
 
 size_t CountPictures(const TagState& state) {

@@ -9,7 +9,6 @@ namespace wavehost {
 // A number of sample frames, or a time that becomes one with a file's sample rate.
 class FramePosition {
  public:
-  [[nodiscard]] bool IsTime() const { return is_time_; }
   // The sample frame at this place; of a time the nearest one.
   [[nodiscard]] int64_t Frame(uint32_t sample_rate) const;
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <string_view>
 
 #include "error.h"
 #include "file_edit.h"

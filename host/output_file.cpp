@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "error.h"
 #include "process.h"
@@ -69,8 +70,15 @@ void OutputFile::OpenTemporary(mode_t existing_mode) {
     descriptor_ = open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   } while (descriptor_ < 0 && errno == EEXIST);
   if (descriptor_ < 0) return;
-  temporary_ = candidate;
-  if (existing_mode != 0 && fchmod(descriptor_, existing_mode & kPermissions) != 0) Fail();
+  if (existing_mode == 0 || fchmod(descriptor_, existing_mode & kPermissions) == 0) {
+    temporary_ = candidate;
+    return;
+  }
+  // Told as a failure to open: the destructor of an object that was never made cleans up nothing.
+  const int error = errno;
+  close(std::exchange(descriptor_, -1));
+  unlink(candidate.c_str());
+  errno = error;
 }
 
 void OutputFile::FindSeekable() {

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <system_error>
 
 #include "error.h"
@@ -18,9 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 bool HasWaveExtension(const fs::path& file) {
-  std::string extension = file.extension().native();
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension == ".wav";
+  return LowerASCII(file.extension().native()) == ".wav";
 }
 
 }  // namespace

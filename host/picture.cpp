@@ -11,7 +11,6 @@ namespace wavehost {
 namespace {
 
 constexpr std::string_view kPrefix = "_albumart_";
-constexpr std::string_view kDescriptionMark = "<subdesc>";
 
 struct Signature {
   size_t offset;

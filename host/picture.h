@@ -40,6 +40,8 @@ struct Picture {
 };
 
 [[nodiscard]] bool IsPictureName(std::string_view entry_name);
+// What stands between kind and description in the name of an entry.
+inline constexpr std::string_view kDescriptionMark = "<subdesc>";
 [[nodiscard]] bool IsPicture(const TagEntry& entry);
 
 std::vector<Picture> PicturesOf(const std::vector<TagEntry>& entries);

@@ -1,7 +1,5 @@
 #include "rehearsal.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>

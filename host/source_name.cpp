@@ -1,5 +1,7 @@
 #include "source_name.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -50,6 +52,11 @@ void Shorten(std::string& name) {
 
 bool IsAddress(std::string_view source) {
   return source.size() >= kScheme.size() && SameName(source.substr(0, kScheme.size()), kScheme);
+}
+
+bool FileExists(const std::string& file) {
+  struct stat status = {};
+  return stat(file.c_str(), &status) == 0;
 }
 
 fs::path OutputStem(const std::string& source) {

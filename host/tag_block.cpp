@@ -124,7 +124,8 @@ std::string JoinedValues(const std::vector<std::string>& values) {
 }
 
 bool SameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && LowerASCII(a) == LowerASCII(b);
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return LowerASCII(x) == LowerASCII(y); });
 }
 
 std::vector<UserTag> UserTags(const std::vector<TagEntry>& entries) {

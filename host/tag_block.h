@@ -27,6 +27,9 @@ std::vector<TagEntry> ReadTagBlock(const void* data, size_t size);
 // unit becomes U+FFFD. Throws Error when the block would be larger than the interface can say.
 std::vector<std::byte> WriteTagBlock(std::span<const TagEntry> entries);
 
+// A name that looks like a user tag's, but tells about the file's ID3v2 tag.
+inline constexpr std::string_view kVersionTag = "TagVersion";
+
 // Reserved names are no user tags.
 [[nodiscard]] inline bool IsReserved(const TagEntry& entry) { return entry.name.starts_with('_'); }
 

@@ -1,7 +1,6 @@
 #include "tag_edit.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -13,14 +12,13 @@
 #include "input_file.h"
 #include "picture.h"
 #include "process.h"
+#include "source_name.h"
 #include "text.h"
 
 namespace wavehost {
 namespace {
 
 using Json = nlohmann::json;  // finds a name among a million, unlike ordered_json
-
-constexpr std::string_view kVersionTag = "TagVersion";  // tells about a tag, is none
 
 bool IsEmpty(const UserTag& tag) {
   return std::all_of(tag.values.begin(), tag.values.end(),
@@ -30,15 +28,12 @@ bool IsEmpty(const UserTag& tag) {
 std::vector<std::byte> Contents(const std::string& file) {
   constexpr uint64_t kMost = uint64_t{256} << 20U;  // what a whole ID3v2 tag can hold
   const InputFile input(file);
-  if (input.Size() > kMost) throw Error(fmt::format("the picture '{}' is too large", file));
+  if (input.Size() > kMost) {
+    throw Error(fmt::format("the picture '{}' is too large", Displayable(file)));
+  }
   std::vector<std::byte> bytes(static_cast<size_t>(input.Size()));
   bytes.resize(input.ReadAt(0, bytes));
   return bytes;
-}
-
-bool Exists(const std::string& file) {
-  struct stat status = {};
-  return stat(file.c_str(), &status) == 0;
 }
 
 std::string TextOf(const Json& value) {
@@ -118,7 +113,7 @@ Assignment ParseAssignment(std::string_view text) {
   Assignment assignment{std::string(text.substr(0, mark)), std::string(text.substr(mark + 1))};
   CheckTagName(assignment.name, false);
   if (!IsUtf8(assignment.value)) {
-    throw WrongUsage(fmt::format("the value of '{}' is not UTF-8", assignment.name));
+    throw WrongUsage(fmt::format("the value of '{}' is not UTF-8", Displayable(assignment.name)));
   }
   return assignment;
 }
@@ -128,7 +123,7 @@ NewPicture ReadPicture(const std::string& argument) {
   NewPicture picture{"Front Album Cover", {}};
   std::string file = argument;
   const size_t mark = argument.rfind(':');
-  if (mark != std::string::npos && !Exists(argument)) {
+  if (mark != std::string::npos && !FileExists(argument)) {
     const std::string word = argument.substr(mark + 1);
     const auto kind = PictureKind(word);
     if (!kind) {

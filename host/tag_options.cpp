@@ -2,17 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <string_view>
 
 #include "text.h"
 
 namespace wavehost {
-namespace {
-
-std::string TextOrEmpty(const wchar_t* text) { return text == nullptr ? "" : Utf8(text); }
-
-}  // namespace
 
 std::vector<TagOption> ReadTagOptions(DecoderSession& session) {
   constexpr wchar_t kKey[] = L"ID Tag Options";

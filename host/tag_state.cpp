@@ -15,8 +15,7 @@ namespace wavehost {
 namespace {
 
 constexpr std::string_view kPictureItem = "Picture";
-constexpr std::string_view kChunkEntry = "_riff_";      // other chunks are no tags
-constexpr std::string_view kVersionTag = "TagVersion";  // tells about a tag, is none
+constexpr std::string_view kChunkEntry = "_riff_";  // other chunks are no tags
 
 std::string HashOf(std::span<const std::byte> bytes) {
   ContentHash hash;

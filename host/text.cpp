@@ -59,8 +59,6 @@ size_t ColumnsOf(uint32_t code) {
   return IsIn(kCombining, code) ? 0 : IsIn(kWide, code) ? 2 : 1;
 }
 
-char LowerASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 }  // namespace
 
 uint32_t TakeCodePoint(std::string_view& bytes) {
@@ -99,6 +97,8 @@ std::string Utf8(std::wstring_view text) {
   }
   return out;
 }
+
+std::string TextOrEmpty(const wchar_t* text) { return text == nullptr ? "" : Utf8(text); }
 
 std::string Displayable(std::string_view bytes) {
   std::wstring name = WideFileName(bytes);

@@ -13,6 +13,8 @@ std::wstring WideFileName(std::string_view bytes);
 
 // UTF-8 of `text`; a unit that is no character becomes U+FFFD.
 std::string Utf8(std::wstring_view text);
+// The same of a text of the module, which may be null.
+std::string TextOrEmpty(const wchar_t* text);
 
 // A line fit for a terminal: no invalid bytes, no control characters, nothing that reverses the
 // direction of what follows.
@@ -27,6 +29,10 @@ std::string Displayable(std::string_view bytes);
 // front of `bytes`, which is not empty.
 uint32_t TakeCodePoint(std::string_view& bytes);
 
+// The small letter of an ASCII capital; anything else as it is.
+constexpr char LowerASCII(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 std::string LowerASCII(std::string_view text);
 
 // Such as "999 bytes", "12 KB" or "1.5 MB".

@@ -4,14 +4,14 @@
 #include <array>
 #include <cstddef>
 
+#include "support/text_scan.h"
+
 namespace wavecodec::id3parser {
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 bool matches(std::string_view text, std::string_view mask) {
   return std::equal(text.begin(), text.end(), mask.begin(), mask.end(),
-                    [](char c, char m) { return m == '#' ? isDigit(c) : c == m; });
+                    [](char c, char m) { return m == '#' ? IsDigit(c) : c == m; });
 }
 
 int number(std::string_view digits) {

@@ -1,5 +1,6 @@
 // Reading: each frame adds its values to its field.
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "id3v2/meta_map.h"
 #include "id3v2/rating.h"
 #include "support/names.h"
+#include "support/text_scan.h"
 #include "tags/set/tag_set.h"
 
 namespace wavecodec::id3parser {
@@ -212,12 +214,8 @@ void tag_to_metaMap(const t_tag& tag, metaMap& map) {
 }
 
 bool parse_apple_gapless(std::string_view text, uint64_t& delay, uint64_t& length) {
-  const auto digit = [](char c) -> uint64_t {
-    if (c >= '0' && c <= '9') return static_cast<uint64_t>(c - '0');
-    if (c >= 'a' && c <= 'f') return static_cast<uint64_t>(c - 'a') + 10;
-    if (c >= 'A' && c <= 'F') return static_cast<uint64_t>(c - 'A') + 10;
-    return 0;
-  };
+  // What is no digit counts as 0.
+  const auto digit = [](char c) { return static_cast<uint64_t>(std::max(0, HexDigit(c))); };
   uint64_t fields[4] = {};
   for (uint64_t& field : fields) {
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));

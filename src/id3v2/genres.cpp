@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+#include "support/text_scan.h"
+
 namespace wavecodec::id3parser {
 namespace {
 
@@ -34,22 +36,20 @@ constexpr std::array<std::string_view, 126> GenreList = {
 size_t leadingNumber(std::string_view text) {
   size_t number = 0;
   for (const char c : text) {
-    if (c < '0' || c > '9') break;
+    if (!IsDigit(c)) break;
     number = std::min(number * 10 + static_cast<size_t>(c - '0'), GenreList.size());
   }
   return number;
 }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 }  // namespace
 
 std::string unmangle_genre(std::string_view text) {
-  if (!text.empty() && std::all_of(text.begin(), text.end(), isDigit)) {
+  if (!text.empty() && std::all_of(text.begin(), text.end(), IsDigit)) {
     const size_t number = leadingNumber(text);
     return std::string(number < GenreList.size() ? GenreList[number] : text);
   }
-  if (text.size() >= 2 && text[0] == '(' && isDigit(text[1])) {
+  if (text.size() >= 2 && text[0] == '(' && IsDigit(text[1])) {
     const size_t number = leadingNumber(text.substr(1));
     return number < GenreList.size() ? std::string(GenreList[number]) : std::string();
   }

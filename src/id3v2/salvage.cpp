@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "id3v2/dates.h"
 #include "id3v2/field_table.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <vector>
+#include <utility>
 
 #include "id3v2/meta_map.h"
 #include "id3v2/tag.h"
@@ -69,7 +69,8 @@ using namespace id3parser;
 class BinaryFrames {
  public:
   void Frame(const t_frameView& frame) {
-    if (frame.isPicture()) AddPicture(frame);
+    // One that is no picture after all is left out, and the others are numbered on.
+    if (t_picture picture; frame.isPicture() && frame.readPicture(picture)) AddPicture(picture);
     if (frame.id == frameID("MCDI")) {
       CDIdentifiers.AddTag(tag_name::kCDToc, {frame.data, frame.size});
     }
@@ -79,15 +80,10 @@ class BinaryFrames {
   }
 
  private:
-  // A frame that is no picture after all is left out, and the others are numbered on.
-  void AddPicture(const t_frameView& frame) {
-    try {
-      const t_picture picture = frame.getPicture();
-      std::string name{tag_name::kAlbumArt};
-      name += std::to_string(Pictures.Count() + 1) + PictureLabel(picture);
-      Pictures.AddTag(name, {picture.data, picture.size});
-    } catch (const parseError&) {
-    }
+  void AddPicture(const t_picture& picture) {
+    std::string name{tag_name::kAlbumArt};
+    name += std::to_string(Pictures.Count() + 1) + PictureLabel(picture);
+    Pictures.AddTag(name, {picture.data, picture.size});
   }
 
   NTag Pictures;

@@ -1,9 +1,9 @@
 // The bridge between the ID3v2 library and the module's tag set. No ID3v2 exception passes it.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "support/xfile.h"
 #include "support/xmem.h"

@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "id3v2/frame.h"
-#include "id3v2/tag.h"
 
 namespace wavecodec::id3parser {
 

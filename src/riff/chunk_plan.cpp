@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "riff/chunk_id.h"
+
 namespace wavecodec {
 namespace {
 

@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "riff/chunk_id.h"
 #include "riff/chunk_table.h"
 #include "support/xmem.h"
 

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
+#include <new>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "module/report/std_report.h"
 #include "riff/riff_handler.h"
@@ -239,7 +241,8 @@ void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
     const int64_t missing = std::max<int64_t>(0, from + footprint - OldEnd());
     PlanMove(rewrite, from, footprint - missing);
     if (missing > 0 && DataKeepsMark()) {
-      footprint -= missing;  // behind audio that runs to the end a pad byte would be audio
+      // Behind audio that runs to the end a pad byte would be audio.
+      footprint -= missing;
     } else if (missing > 0) {  // the pad byte of the last chunk
       AddPatch(patches, MakePatch(position + footprint - missing, static_cast<size_t>(missing)));
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "support/move_journal.h"
 

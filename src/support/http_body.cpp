@@ -1,5 +1,7 @@
 #include "support/http_body.h"
 
+#include <limits>
+
 #include "support/http_limits.h"
 #include "support/text_scan.h"
 

@@ -5,6 +5,7 @@
 
 #include "support/json_scanner.h"
 #include "support/json_text.h"
+#include "support/xstr.h"
 
 namespace wavecodec {
 namespace {

@@ -10,8 +10,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "support/xstr.h"
-
 namespace wavecodec {
 
 // Objects are numbered and stand side by side: however deep a document is, nothing here recurses.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/text_scan.h"
+
 namespace wavecodec {
 namespace {
 
@@ -20,9 +22,7 @@ void AppendHexEscape(std::string& out, wchar_t c) {
 
 wchar_t HexUnit(std::string_view digits) {
   int value = 0;
-  for (const char c : digits.substr(0, 4)) {
-    value = value * 16 + (c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
-  }
+  for (const char c : digits.substr(0, 4)) value = value << 4 | HexDigit(c);
   return static_cast<wchar_t>(value);
 }
 
@@ -71,7 +71,7 @@ Digits SplitNumber(std::string_view number) {
   if (point < mantissa.size()) digits.Fraction = mantissa.substr(point + 1);
   int64_t exponent = 0;
   for (const char c : number.substr(e)) {
-    if (c >= '0' && c <= '9') exponent = std::min(exponent * 10 + (c - '0'), kExponentLimit / 16);
+    if (IsDigit(c)) exponent = std::min(exponent * 10 + (c - '0'), kExponentLimit / 16);
   }
   if (e + 1 < number.size() && number[e + 1] == '-') exponent = -exponent;
   digits.Before = static_cast<int64_t>(digits.Whole.size()) + exponent;
@@ -118,7 +118,7 @@ bool JsonStringIs(std::string_view json, std::wstring_view text) {
 std::optional<int64_t> FromJsonNumber(std::string_view json) {
   const bool negative = json.starts_with('-');
   if (negative) json.remove_prefix(1);
-  if (json.empty() || json.front() < '0' || json.front() > '9') return std::nullopt;
+  if (json.empty() || !IsDigit(json.front())) return std::nullopt;
   const Digits digits = SplitNumber(json);
   uint64_t value = 0;
   bool too_large = false;

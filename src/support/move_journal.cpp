@@ -164,7 +164,7 @@ int64_t MoveJournal::SlotPosition(uint32_t slot) const {
 
 bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64_t work_size) {
   const XFileHandle handle = CreateFile(path);
-  if (handle == kNoFile) return false;
+  if (handle == kNoFile || !File.Adopt(handle)) return false;
   Path = path;
   std::random_device random;
   WriteU64LE(FileToken.data(), kTokenMagic);
@@ -184,8 +184,7 @@ bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64
   // The records have their room with the header; saved pieces need room of their own.
   header.Out.resize(static_cast<size_t>(kPlanPosition));
   header.Bytes(bytes);
-  const bool claims = NeedsSlots(plan);
-  if (File.Adopt(handle) && (!claims || File.ClaimRoom(0, SlotPosition(2))) &&
+  if ((!NeedsSlots(plan) || File.ClaimRoom(0, SlotPosition(2))) &&
       File.Write(header.Out.data(), header.Out.size())) {
     return true;
   }

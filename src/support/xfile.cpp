@@ -230,7 +230,7 @@ bool XFile::ClaimRoom(int64_t from, int64_t size) {
 bool XFile::Shuffle(int64_t from, int64_t delta) {
   constexpr int64_t kPiece = int64_t{1} << 20;
   const int64_t end = Size();
-  if (from < 0 || from > end || from + delta < 0) return false;
+  if (from < 0 || from > end || delta < -from) return false;
   if (delta > 0 && !ClaimRoom(end, SaturatingAdd(end, delta))) return false;
   XMem piece;
   if (!piece.SetSize(static_cast<size_t>(std::min(kPiece, end - from)))) return false;

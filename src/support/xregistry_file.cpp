@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -53,10 +54,11 @@ std::string Mark(std::string_view text) {
 
 // Beside the file itself, whatever link leads to it.
 std::string Beside(const std::string& path, const char* ending) {
-  char* real = ::realpath(path.c_str(), nullptr);
-  std::string name = (real != nullptr ? real : path) + std::string(ending);
-  std::free(real);
-  return name;
+  struct Free {
+    void operator()(char* text) const { std::free(text); }
+  };
+  const std::unique_ptr<char, Free> real(::realpath(path.c_str(), nullptr));
+  return (real != nullptr ? real.get() : path) + std::string(ending);
 }
 
 // A new file that belongs to whom the settings belong to, as far as that can be had, and that

@@ -34,7 +34,8 @@ struct WaveTagOptions {
   static WaveTagOptions Present();
   [[nodiscard]] bool CreatesList() const { return Creation == 0 || Creation == 1; }
   [[nodiscard]] bool CreatesID3() const { return Creation == 0 || Creation == 3; }
-  // Bytes of padding behind a `LIST` chunk; 0 for none.
+  // Bytes of padding behind a `LIST` chunk; 0 for none. That is what the default stands for, though
+  // its name promises 2 KB to the user.
   [[nodiscard]] uint32_t PaddingBytes() const;
 };
 

@@ -39,7 +39,8 @@ class XAudioBufferNew : public XAudioWFX {
   // The first valid byte is this far into the memory; lowered to the used bytes.
   void SetStartOffset(uint32_t bytes);
 
-  // Copies frames of another buffer to frame `at` of this one, which grows to hold them.
+  // Copies frames of another buffer to frame `at` of this one, which then ends behind them, even
+  // when it was longer; one in place stays as long as it is where they fit.
   bool CopyToBuffer(const void* source, int64_t samples, int64_t source_at, int64_t at);
   // Copies frames out to frame `target_at` of `target`, when there are as many.
   bool CopyFromBuffer(void* target, int64_t samples, int64_t target_at, int64_t at) const;

@@ -10,8 +10,6 @@
 namespace wavecodec {
 namespace {
 
-constexpr int kADPCM = 2;  // whole blocks, without an encoder delay
-
 // Bits per second and channel from which on a codec is "High", and below which it is "Low".
 struct LossyLimits {
   int64_t High;
@@ -99,7 +97,8 @@ const char* GetWaveHeader(const XAudioWFX& format, uint64_t fmt_size) {
 
 const char* GetGapless(const XAudioWFX& format) {
   const int tag = format.WFXFormatTag();
-  return IsPCMOrFloat(tag) || tag == kADPCM ? "Yes" : "No";
+  const bool has_delay = !IsPCMOrFloat(tag) && tag != WaveFormatADPCM;  // its blocks are whole
+  return has_delay ? "No" : "Yes";
 }
 
 void AppendSizeText(std::string& text, uint64_t bytes) {

@@ -1,7 +1,6 @@
 #include "wave/sample_io.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>

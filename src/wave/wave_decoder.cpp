@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "module/report/std_report.h"
 #include "riff/chunk_id.h"
