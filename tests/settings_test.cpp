@@ -391,6 +391,8 @@ TEST_F(Settings, ALeftSideFileNeverUndoesWhatCameLater) {
   XRegistry::SetDWORD(3, L"a", kUser, L"");
   EXPECT_EQ(Number(L"a"), 2U);
   XRegistryFile::OnStep = nullptr;
+  // On a slow machine what was read is old enough to be believed.
+  std::filesystem::last_write_time(File, std::filesystem::file_time_type::clock::now());
   EXPECT_EQ(Number(L"a"), 2U);
   EXPECT_EQ(FileCount(), 1);
 }

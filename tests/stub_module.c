@@ -1,4 +1,4 @@
-/* A codec module that decodes nothing: what it answers is told by the first byte of each block. Built
+/* A codec module that decodes nothing: the first byte of each block tells what it answers. Built
  * several times: whole, with one entry point under another name, or with one that fails. */
 #include <stdlib.h>
 #include <string.h>
@@ -36,8 +36,8 @@ uint32_t Open(void* instance, STZuOpenDecoder* record) {
 
 uint32_t Close(void* self, STZuEncoderFluid* fluid) { return self != NULL && fluid == NULL; }
 
-/* 'F' fails, 'E' and 'N' give nothing yet; else two milliseconds: the first byte of the block, whether
- * it is the last, its size, and the length of the path that the module was told. */
+/* 'F' fails, 'E' and 'N' give nothing yet; else two milliseconds: the first byte of the block,
+ * whether it is the last, its size, and the length of the path that the module was told. */
 uint32_t DecodeBlock(void* instance, STZuAudioBlock* block) {
   struct Stub* const stub = instance;
   const uint8_t* const bytes = block->data;
