@@ -1,12 +1,13 @@
 #include "rehearsal.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <system_error>
+#include <vector>
 
 #include "error.h"
 #include "input_file.h"
+#include "little_endian.h"
 #include "output_file.h"
 #include "wave_layout.h"
 
@@ -21,11 +22,8 @@ constexpr uint64_t kChunkHeaderSize = 8;
 
 template <size_t size>
 void WriteNumber(OutputFile& output, uint64_t position, uint64_t number) {
-  std::array<std::byte, size> bytes;
-  for (std::byte& byte : bytes) {
-    byte = static_cast<std::byte>(number & 0xFFU);
-    number >>= 8U;
-  }
+  std::vector<std::byte> bytes;
+  AppendLittleEndian(bytes, number, size);
   output.WriteAt(static_cast<off_t>(position), bytes);
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "error.h"
+#include "little_endian.h"
 #include "text.h"
 
 namespace wavehost {
@@ -18,7 +19,7 @@ class BlockReader {
  public:
   explicit BlockReader(std::span<const std::byte> bytes) : rest_(bytes) {}
 
-  uint32_t Number() { return LittleEndian(Bytes(kNumberSize)); }
+  uint32_t Number() { return static_cast<uint32_t>(LittleEndian(Bytes(kNumberSize))); }
   std::span<const std::byte> Bytes(size_t count) {
     if (count > rest_.size()) throw Error("the module gave a damaged tag block");
     const auto taken = rest_.first(count);
@@ -27,7 +28,7 @@ class BlockReader {
   }
   std::string Text() {
     std::wstring text;
-    while (const uint32_t unit = LittleEndian(Bytes(kUnitSize))) {
+    while (const uint64_t unit = LittleEndian(Bytes(kUnitSize))) {
       text.push_back(static_cast<wchar_t>(unit));
     }
     return Utf8(text);
@@ -35,14 +36,6 @@ class BlockReader {
   [[nodiscard]] std::span<const std::byte> Rest() const { return rest_; }
 
  private:
-  static uint32_t LittleEndian(std::span<const std::byte> bytes) {
-    uint32_t number = 0;
-    for (size_t i = bytes.size(); i > 0; --i) {
-      number = number << 8U | std::to_integer<uint32_t>(bytes[i - 1]);
-    }
-    return number;
-  }
-
   std::span<const std::byte> rest_;
 };
 
@@ -60,15 +53,15 @@ void AppendValues(std::string_view text, std::vector<std::string>& values) {
 // Puts parts together.
 class BlockWriter {
  public:
-  void Number(uint32_t number) { LittleEndian(number, kNumberSize); }
+  void Number(uint32_t number) { AppendLittleEndian(bytes, number, kNumberSize); }
   void Text(std::string_view text) {
     constexpr uint32_t kReplacement = 0xFFFD;
     constexpr uint32_t kMostUnit = 0xFFFF;
     while (!text.empty() && text.front() != '\0') {
       const uint32_t code = TakeCodePoint(text);
-      LittleEndian(code > kMostUnit ? kReplacement : code, kUnitSize);
+      AppendLittleEndian(bytes, code > kMostUnit ? kReplacement : code, kUnitSize);
     }
-    LittleEndian(0, kUnitSize);
+    AppendLittleEndian(bytes, 0, kUnitSize);
   }
   void Entry(const TagEntry& entry) {
     BlockWriter texts;
@@ -82,11 +75,6 @@ class BlockWriter {
   }
 
   std::vector<std::byte> bytes;
-
- private:
-  void LittleEndian(uint32_t number, size_t size) {
-    for (; size > 0; --size, number >>= 8U) bytes.push_back(static_cast<std::byte>(number & 0xFFU));
-  }
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "little_endian.h"
 #include "tag_block.h"
 
 namespace wavehost {
@@ -11,14 +12,6 @@ namespace {
 
 constexpr size_t kHeaderSize = 12;
 constexpr size_t kChunkHeaderSize = 8;
-
-uint64_t LittleEndian(std::span<const std::byte> bytes) {
-  uint64_t number = 0;
-  for (size_t i = bytes.size(); i > 0; --i) {
-    number = number << 8U | std::to_integer<uint64_t>(bytes[i - 1]);
-  }
-  return number;
-}
 
 // Small reads that lie close together cost one read of the file.
 class Window {

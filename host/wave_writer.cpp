@@ -7,6 +7,7 @@
 
 #include "audio_format.h"
 #include "error.h"
+#include "little_endian.h"
 
 namespace wavehost {
 namespace {
@@ -20,9 +21,7 @@ class HeaderBytes {
   void Text(std::string_view text) { Append(text.data(), text.size()); }
   template <typename Integer>
   void Number(Integer value) {
-    for (size_t i = 0; i < sizeof(value); ++i) {
-      bytes_.push_back(static_cast<std::byte>(value >> 8 * i));
-    }
+    AppendLittleEndian(bytes_, value, sizeof value);
   }
   void Chunk(std::string_view id, uint32_t size) {
     Text(id);
