@@ -1,7 +1,6 @@
 // Fields, and the frames that they are read from and written into.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <set>
 #include <sstream>
 #include <string>
@@ -54,45 +53,6 @@ t_tag Written(t_tagRevision revision, const metaMap& map, const tagCreateArgs& a
 constexpr t_tagRevision kRevisions[] = {revision3, revision4};
 constexpr tagCreateArgs kLenient{.lenientYearDate = 1};
 
-TEST(Id3Mapping, EveryFieldHasItsFrame) {
-  // Each with its frame: = the first value, * all values, # all in revision 4, @ a URL.
-  constexpr const char* kFields =
-      "Style*TIT1|Title=TIT2|Subtitle=TIT3|Set subtitle=TSST|Album=TALB|ISRC=TSRC|"
-      "Encoded by=TENC|Copyright=TCOP|Label=TPUB|File owner/licensee=TOWN|"
-      "Internet radio station name=TRSN|Internet radio station owner=TRSO|"
-      "Encoder Settings=TSSE|Tempo=TBPM|Source=TMED|Initial key=TKEY|Title Sort*TSOT|"
-      "Artist Sort*TSOP|Album Sort*TSOA|Album Artist Sort*TSO2|ComposerSort*TSOC|Length=TLEN|"
-      "Language(s)=TLAN|Commercial information@WCOM|Copyright/Legal infromation@WCOP|"
-      "Official audio file webpage@WOAF|Official artist/performer webpage@WOAR|"
-      "Official audio source webpage@WOAS|Official internet radio station homepage@WORS|"
-      "Payment@WPAY|Official publisher webpage@WPUB|Compilation=TCMP|Involved People#TIPL|"
-      "Musician Credits#TMCL|Track=TRCK|Disc=TPOS|Original artist(s)/performer(s)*TOPE|"
-      "Original album/movie/show title*TOAL|Artist*TPE1|Album Artist*TPE2|Conductor*TPE3|"
-      "Interpreted, remixed, or otherwise modified by*TPE4|Composer*TCOM|"
-      "Lyricist/Text writer*TEXT|";
-  for (const auto revision : kRevisions) {
-    std::string fields;
-    std::string frames;
-    std::istringstream rows(kFields);
-    for (std::string row; std::getline(rows, row, '|');) {
-      const std::string field = row.substr(0, row.size() - 5), id = row.substr(row.size() - 4);
-      const char how = row[row.size() - 5];
-      const bool in_frame = how != '#' || revision == revision4;
-      const std::string user = "TXXX ~" + field, both = "~one~two~";
-      const std::string own = how == '@'   ? id + " one; " + id + " two"
-                              : how == '=' ? id + " ~one~; " + user + "~two~"
-                                           : (in_frame ? id + " " : user) + both;
-      EXPECT_EQ(Show(Written(revision, MapOf(field + "=one|two"))), own);
-      EXPECT_EQ(Read(revision, id + " " + both.substr(how == '@' ? 1 : 0)),
-                field + (how == '*' ? "=one|two" : "=one"));
-      if (!in_frame) continue;
-      fields += field + "=x; ";
-      frames += id + (how == '@' ? " x; " : " ~x~; ");
-    }
-    EXPECT_EQ(Show(Written(revision, MapOf(fields))) + "; ", frames) << "the order of the frames";
-  }
-}
-
 // Whatever is written comes back, beside other dates, too.
 TEST(Id3Mapping, Writes) {
   const std::string rating = "POPM Windows Media Player 9 Series~", time = "2004-06-05T13:42";
@@ -101,40 +61,32 @@ TEST(Id3Mapping, Writes) {
     std::string In4 = "";  // "": the same
     tagCreateArgs Args = {};
   } cases[] = {
+      // One value or several: the rest is text of the user's, but where the frame is a list.
+      {"Title=a|b; Artist=a|b; Payment=a|b; Involved People=a|b; Style=a; Track=3/12",
+       "TIT1 ~a~; TIT2 ~a~; WPAY a; WPAY b; TRCK ~3/12~; TPE1 ~a~b~; TXXX ~Title~b~; TXXX "
+       "~Involved People~a~b~",
+       "TIT1 ~a~; TIT2 ~a~; WPAY a; WPAY b; TIPL ~a~b~; TRCK ~3/12~; TPE1 ~a~b~; TXXX ~Title~b~"},
+      {"Album=x; Composer=x; Album Artist=x; Encoded by=x; Artist Sort=x; Disc=A1",
+       "TALB ~x~; TENC ~x~; TSOP ~x~; TPOS ~A1~; TPE2 ~x~; TCOM ~x~"},
       {"Mood=a; mood=b; a/b=x; =y", "TXXX ~Mood~a~b~; TXXX ~a/b~x~; TXXX ~~y~"},
       {"Comment=a|b; COMMENT ITUNNORM=0; Comment Foo=a b; Commentary=x",
        "COMM ~eng~a~; COMM ~eng~b~; COMM ~engiTunNORM~0~; COMM ~engFoo~a b~; TXXX ~Commentary~x~"},
       {"User defined URL link=my page http://a|http://a",
        "WXXX ~my page~http://a; WXXX ~~http://a"},
-      {"Payment=http://ä; Title=a€", "TIT2 ~a\x80~; WPAY http://\xE4"},
-      {"REPLAYGAIN_TRACK_GAIN=-1 dB", "TXXX ~replaygain_track_gain~-1 dB~"},
-      {"Track=3/12; Disc=A1; Lyrics=la\nla", "USLT ~eng~la\nla~; TRCK ~3/12~; TPOS ~A1~"},
       {"TagVersion=ID3v2.3; None=", ""},
       {"Title=x", "TIT2 \1\xFF\xFEx~~~", "", {.encoding = encodingUTF16}},
-      {"Title=x", "TIT2 \1\xFF\xFEx~~~", "", {.encoding = encodingUTF16BE}},
       {"Title=x", "TIT2 \1\xFF\xFEx~~~", "TIT2 \3x~", {.encoding = encodingUTF8}},
       {"Rating=3", rating + "\x20~~~~"},
-      {"Rating=10", rating + "\xFF~~~~"},
       {"Rating=3", "TXXX ~Rating~3~", "", {.suppressRating = 1}},
-      {"Rating=0", "TXXX ~Rating~0~"},
       {"Rating=11", "TXXX ~Rating~11~"},
-      {"Rating=7.5", "TXXX ~Rating~7.5~"},
-      {"Rating=1|2", "TXXX ~Rating~1~2~"},
-      {"Genre=Rock|Own", "TCON ~Rock;Own~", "TCON ~Rock~Own~"},
       {"Genre=(RX)|(1)|(x", "TCON ~((RX);((1);((x~", "TCON ~((RX)~((1)~((x~"},
       {"Genre=126|Pop|17|Own", "TCON ~126;Pop~; TXXX ~Genre~17~Own~",
        "TCON ~126~Pop~; TXXX ~Genre~17~Own~"},
       {"Genre=a;b", "TXXX ~Genre~a;b~", "TCON ~a;b~"},
-      {"Genre= a ", "TXXX ~Genre~ a ~", "TCON ~ a ~"},
-      {"Year=2004", "TYER ~2004~", "TDRC ~2004~"},
-      {"Year=2004-06", "TYER ~2004~; TXXX ~Year~2004-06~", "TDRC ~2004-06~"},
       {"Year=2004-06-05", "TYER ~2004~; TDAT ~0506~", "TDRC ~2004-06-05~"},
-      {"Year=" + time, "TYER ~2004~; TDAT ~0506~; TIME ~1342~", "TDRC ~" + time + "~"},
       {"Year=" + time + ":01", "TYER ~2004~; TDAT ~0506~; TIME ~1342~; TXXX ~Year~" + time + ":01~",
        "TDRC ~" + time + ":01~"},
-      {"Year=2004-06-31", "TYER ~2004~; TXXX ~Year~2004-06-31~", "TDRC ~2004-06-31~"},
       {"Year=1999/2003-01", "TYER ~1999~; TXXX ~Year~1999/2003-01~", "TDRC ~1999/2003-01~"},
-      {"Year=c. 1999", "TXXX ~Year~c. 1999~"},
       {"Year=c. 1999", "TYER ~c. 1999~", "TDRC ~c. 1999~", kLenient},
       {"Recording dates=5th; Release date=2004; Original release year=1960-01",
        "TORY ~1960~; TRDA ~5th~; TDRL ~2004~; TXXX ~Original release year~1960-01~",
@@ -166,8 +118,9 @@ TEST(Id3Mapping, Reads) {
     std::string Frames, In3;
     std::string In4 = "=";  // the same
   } cases[] = {
+      {"TIT2 ~a~b~; TPE1 \1\xFE\xFF~a~~~b~~\xFF\xFEt~~~u~; TIPL \3a~~b; TCOM \3c~~d; WPAY a~b",
+       "Title=a; Artist=a|b|t|u; Involved People=a; Composer=c|d; Payment=a"},
       {"COMM ~engFoo~bar~; COMM ~deu~a~", "Comment Foo=bar; Comment=a"},
-      {"TXXX ~TITLE~a; TIT2 ~b; TIT2 ~c", "Title=a|b|c"},
       {"TCMP ~0; TXXX ~ReplayGain_Album_Peak~1", "replaygain_album_peak=1"},
       {"WXXX \3d~\xE4\x80; WXXX \1\xFF\xFE~\1~~url; WXXX ~~url~x; WCOM url\xE4~x",
        "User defined URL link=d ä?|Ā url|url; Commercial information=urlä"},
@@ -184,19 +137,10 @@ TEST(Id3Mapping, Reads) {
       {"TCON ~  Rock  ;17;;Pop ", "Genre=Rock|Rock|Pop ", "Genre=  Rock  ;17;;Pop "},
       // Old frames of a date make one.
       {"TIME ~1342; TDAT ~0506; TYER ~2004", "Year=2004-06-05T13:42"},
-      {"TYER ~2004; TDAT ~2902", "Year=2004-02-29"},
       {"TYER ~2003; TDAT ~2902", "Year=2003"},
-      {"TYER ~2004; TDAT ~0513; TIME ~1342", "Year=2004"},
       {"TYER ~2004; TDAT ~0506; TIME ~2360", "Year=2004-06-05"},
-      {"TYER ~2004; TDAT ~0506; TIME ~2400", "Year=2004-06-05"},
-      {"TYER ~2001; TYER ~2002; TYER ~2003", "Year=2001|2002|2003"},
       {"TYER ~2001; TDRC ~2005; TYER ~2002; TDAT ~0506", "Year=2001-06-05|2005|2002"},
-      {"TORY ~1960; TORY ~1961", "Original release year=1960|1961"},
-      {"TYER ~c. 1999; TDAT ~0506", "Year=c. 1999"},
-      {"TDAT ~0506", ""},
-      {"TDRC ~2004-06; TYER ~2004", "Year=2004-06"},
       {"TDRC ~2004; TYER ~2004; TDAT ~0506", "Year=2004-06-05"},
-      {"TORY ~1960; TDOR ~1960-01", "Original release year=1960-01"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Read(revision3, c.Frames), c.In3) << c.Frames;
@@ -205,37 +149,16 @@ TEST(Id3Mapping, Reads) {
   EXPECT_TRUE(MapOf("Replaygain_Album_Peak=1").haveReplayGain());
 }
 
-TEST(Id3Mapping, StrictReadingWantsOneString) {
-  const struct {
-    t_tagRevision Revision;
-    std::string Frame, Expected;
-  } cases[] = {{revision3, "TPE1 ~a~b~", "!"},         {revision4, "TPE1 ~a~b~", "Artist=a|b"},
-               {revision3, "TXXX ~n~a~b~", "!"},       {revision3, "TXXX ~n~a~", "n=a"},
-               {revision3, "TYER ~1999", "Year=1999"}, {revision4, "TYER ~199\xB9", "!"}};
-  for (const auto& c : cases) {
-    metaMap map;
-    try {
-      frame_to_infos(TagOf(c.Revision, c.Frame).Frames().front().view(), c.Revision, map, true);
-      EXPECT_EQ(Text(map), c.Expected);
-    } catch (const parseError&) {
-      EXPECT_EQ("!", c.Expected) << c.Frame;
-    }
-  }
-}
-
 TEST(Id3Mapping, GaplessText) {
-  const std::pair<std::string, std::string> cases[] = {
-      {" 00000000 00000840  000001c4 0000000000ABC123 0 0", "2112 11256099"},
-      {"0 8x 0 1", "128 1"},
-      {"0 840 1C4 0", "none"},
-      {"0 840 1C4", "none"},
-      {"0 1 0 FFFFFFFFFFFFFFFF", "none"}};
-  for (const auto& [text, expected] : cases) {
-    uint64_t delay = 0, length = 0;
+  uint64_t delay = 0, length = 0;
+  const auto extract = [&](const std::string& text) {
     const t_tag tag = TagOf(revision3, "COMM ~engiTunSMPB~" + text);
-    const bool ok = extractAppleGapless(tag.Frames().front().view(), delay, length);
-    EXPECT_EQ(ok ? std::to_string(delay) + " " + std::to_string(length) : "none", expected);
-  }
+    return extractAppleGapless(tag.Frames().front().view(), delay, length);
+  };
+  EXPECT_TRUE(extract(" 00000000 00000840  000001c4 0000000000ABC123 0 0"));
+  EXPECT_EQ(delay, 2112U);
+  EXPECT_EQ(length, 11256099U);
+  EXPECT_FALSE(extract("0 840 1C4"));
 }
 
 // An edit leaves other fields alone, and frames that show nothing, or not all that they hold, or
@@ -259,30 +182,16 @@ TEST(Id3Mapping, AnEditDoesNothingToOtherFields) {
            rest},
       {revision4, much, "-Comment", title + people + stars + "TDAT ~0506; " + rest},
       {revision4, much, "Year=2004", title + "TDRC ~2004~; " + people + stars + hello + rest},
-      {revision3, "TDAT ~0506", "-Year=2004", "TYER ~2004~"},
       {revision2, "COMM ~deu~a~; TIT2 ~x", "-Comment=a", "COMM ~deu~a~"},
       {revision3, "TCON ~(147); TCMP ~0; TIT2 \4x; TXXX ~Mood~; APIC ~none; APIC ~m~\3~x",
        "Artist=a", "TPE1 ~a~; TCON ~(147); TCMP ~0; TIT2 \4x; TXXX ~Mood~; APIC ~none"},
-      {revision3, "TCON ~(147)", "Genre=Rock", "TCON ~Rock~"},
-      {revision3, "TCON ~(4)Eurodisco; TIPL ~mix~Bob", "Artist=a",
-       "TCON ~(4)Eurodisco; TPE1 ~a~; TIPL ~mix~Bob"},
-      {revision3, "TXXX ~Mood~", "mood=a", "TXXX ~mood~a~"},
       {revision3, "COMM ~deux~", "Comment=a", "COMM ~eng~a~; COMM ~deux~"},
-      {revision3, "COMM ~deux~", "Comment x=a", "COMM ~engx~a~"},
-      {revision3, "WXXX ~no end", "User defined URL link=a", "WXXX ~~a; WXXX ~no end"},
-      {revision3, "COMM \3deu~\xC3\xA4", "Artist=a",
-       "TPE1 ~a~; COMM \1deu\xFF\xFE~~\xFF\xFE\xE4~~~"},
       {revision4, "TPE1 \3\xD0\x96; COMM \3eng~\xD0\x96", "Title=a",
        "TIT2 ~a~; TPE1 \3\xD0\x96; COMM \3eng~\xD0\x96"},
-      {revision4, "COMM \3eng~\xD0\x96; COMM \3eng~b", "Comment=\xD0\x96", "COMM \3eng~\xD0\x96"},
       {revision4, "TXXX ~TITLE~a; TIT2 ~b~c", "Year=2004", "TXXX ~TITLE~a; TIT2 ~b~c; TDRC ~2004~"},
       {revision4, "TYER ~2004; TDRC ~2004-06", "Title=a", "TIT2 ~a~; TYER ~2004; TDRC ~2004-06"},
-      {revision4, "TYER ~2004", "Title=a", "TIT2 ~a~; TDRC ~2004~"},
-      {revision4, "TIT2 ~b; TXXX ~TITLE~c", "Year=2004", "TIT2 ~b; TDRC ~2004~; TXXX ~TITLE~c"},
-      {revision3, "TIT2 ~x; TIT2 \4x", "-", ""},
       {revision3, "TXXX ~TagVersion~x; TXXX ~_riff_1~x", "-",
        "TXXX ~TagVersion~x; TXXX ~_riff_1~x"},
-      {revision3, "COMM ~deu~a; COMM ~fra~b", "-Comment=a\rb", "COMM ~deu~a; COMM ~fra~b"},
       {revision3, "COMM \3deu~a; COMM ~fra~a", "-Comment=a|a|b",
        "COMM \1deu\xFF\xFE~~\xFF\xFE\x61~~~; COMM ~fra~a; COMM ~eng~b~"},
   };
@@ -309,15 +218,10 @@ TEST(Id3MetaMap, KeepsOrderAndFindsNames) {
   for (const int gone : {500, 0, 999}) EXPECT_TRUE(map.remove("FIELD " + std::to_string(gone)));
   EXPECT_FALSE(map.remove("field 0"));
   map.add("fIELD 7", "x\0y"s);
-  map.set("Field 8", "");
   EXPECT_EQ(map.fields().size(), 997U);
   EXPECT_EQ(map.find("field 7")->joined('|'), "7|x");
-  EXPECT_EQ(map.find("field 8")->count(), 1U);
-  for (int i = 1; i < 999; ++i) {
-    EXPECT_EQ(map.haveField("field " + std::to_string(i)), i != 500);
-  }
-  EXPECT_EQ(map.fields()[499].name, "Field 501");
-  std::set<uint32_t> hashes;
+  for (int i = 1; i < 999; ++i) EXPECT_EQ(map.haveField("field " + std::to_string(i)), i != 500);
+  std::set<uint32_t> hashes;  // many names that an attacker chose
   for (unsigned bits = 0; bits < 4096; ++bits) {
     std::string name(12, '@');
     for (size_t i = 0; i < name.size(); ++i) name[i] = (bits >> i & 1) != 0 ? '`' : '@';

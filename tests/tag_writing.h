@@ -48,23 +48,9 @@ inline std::string FileBytes(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// An entry whose name begins with "_" is binary: each character a byte.
-inline XMem TagBlock(const Entries& entries) {
-  NTag tags;
-  for (const auto& [name, value] : entries) {
-    if (name.starts_with(L"_")) {
-      const std::vector<uint8_t> payload(value.begin(), value.end());
-      tags.AddTag(name, payload);
-    } else {
-      tags.AddTag(name, value);
-    }
-  }
+inline bool SetTags(Instance& instance, const std::wstring& file, const NTag& tags) {
   XMem block;
   tags.ToRawMemory(block);
-  return block;
-}
-
-inline bool SetBlock(Instance& instance, const std::wstring& file, const XMem& block) {
   STZuCodecGetSet record{};
   record.Text1 = file.c_str();
   record.Data = block.Data();
@@ -72,12 +58,9 @@ inline bool SetBlock(Instance& instance, const std::wstring& file, const XMem& b
   return instance.M.Set(instance.Self, L"IDTags", &record) == 1;
 }
 inline bool SetTags(Instance& instance, const std::wstring& file, const Entries& entries) {
-  return SetBlock(instance, file, TagBlock(entries));
-}
-inline bool SetTags(Instance& instance, const std::wstring& file, const NTag& tags) {
-  XMem block;
-  tags.ToRawMemory(block);
-  return SetBlock(instance, file, block);
+  NTag tags;
+  for (const auto& [name, value] : entries) tags.AddTag(name, value);
+  return SetTags(instance, file, tags);
 }
 
 // Everything when there are no names.

@@ -1,7 +1,5 @@
 // Layouts after writing and deleting tags, and files that are left alone.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,83 +61,46 @@ TEST(TagWriting, Layouts) {
       // New chunks.
       {"", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, id3 36"},
       {"D1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24"},
-      {"D3", kFmt + kData, kBoth, "fmt 16, data 400, id3 36"},
       {"D2", kFmt + kData, kBoth, "fmt 16, data 400"},
-      {"D2", kFmt + kData + kId3, kBoth, "fmt 16, data 400, id3 36"},
       {"D1S1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, JUNK 1016"},
       {"D1", kFmt + kData + Junk(100), kBoth, "fmt 16, data 400, LIST 24, JUNK 68"},
-      {"D1", kFmt + kOddData + Zeros(1), kBoth, "fmt 16, data 401, LIST 24"},
       {"D1", kFmt + kOddData, kBoth, "fmt 16, data 401, LIST 24"},
       {"D1", kFmt + "data" + LE(500, 4) + Noise(400), kBoth, "fmt 16, data 400, LIST 24"},
       {"D1P1", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
-      {"D1P1S1", kFmt + kData, kBoth, "fmt 16, LIST 24, JUNK 1016, data 400"},
       {"D1P1S4T1", kFmt + kData, kBoth, "fmt 16, LIST 24, PAD 16376, data 400"},
-      {"D1P1S5", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
-      {"D1P1S1T2", kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
       // A padding chunk before `data` gives its room; what lies between moves, the audio does not.
       {"D1P1", kFmt + Junk(100) + kData, kBoth, "fmt 16, LIST 24, JUNK 68, data 400"},
-      {"D1P1S1", kFmt + Junk(100) + kData, kBoth, "fmt 16, LIST 24, JUNK 68, data 400"},
-      {"D1P1T2", kFmt + Junk(100, "PAD ") + kData, kBoth, "fmt 16, LIST 24, PAD 68, data 400"},
-      {"D1P1", kFmt + Junk(24) + kData, kBoth, "fmt 16, LIST 24, data 400"},
-      {"D1P1", kFmt + Junk(23) + kData, kBoth, "fmt 16, LIST 24, data 400"},
-      {"D1P1", kFmt + Junk(32) + kData, kBoth, "fmt 16, LIST 24, JUNK 0, data 400"},
       {"D1P1", Junk(100) + kFmt + kData, kBoth, "JUNK 68, fmt 16, LIST 24, data 400"},
       // Larger.
       {"", kFmt + kList + Junk(100) + kData, kLonger, "fmt 16, LIST 54, JUNK 70, data 400"},
-      {"", kFmt + kList + Junk(10) + kData, kLonger, "fmt 16, LIST 54, data 400"},
       {"", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, data 400"},
       {"S1", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, JUNK 1016, data 400"},
-      {"", kFmt + kData + kList, kLonger, "fmt 16, data 400, LIST 54"},
       // Smaller.
       {"", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, JUNK 2, data 400"},
-      {"T1", kFmt + kList + kData, "-artist", "fmt 16, LIST 14, PAD 2, data 400"},
       {"T2", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, data 400"},
-      {"", kFmt + kList + Junk(100) + kData, "-Artist", "fmt 16, LIST 14, JUNK 110, data 400"},
-      {"", kFmt + kData + kId3, "-Title", "fmt 16, data 400"},
       // Nothing left.
       {"", kFmt + Info(kArtist) + kData, "-Artist", "fmt 16, JUNK 14, data 400"},
-      {"T2", kFmt + Info(kArtist) + kData, "-Artist", "fmt 16, data 400"},
-      {"", kFmt + kData + Info(kArtist), "-Artist", "fmt 16, data 400"},
       // Everything.
-      {"", kFmt + kOddList + Junk(2040) + kData, "-", "fmt 16, JUNK 2065, data 400"},
-      {"", kFmt + kOddList + Junk(101) + kData, "-", "fmt 16, JUNK 128, data 400"},
-      {"", kFmt + kList + Junk(101, "PAD ") + kData, "-", "fmt 16, PAD 133, data 400"},
-      {"", kFmt + kOddList + kData, "-", "fmt 16, JUNK 17, data 400"},
-      {"T1", kFmt + kOddList + kData, "-", "fmt 16, PAD 17, data 400"},
-      {"T2", kFmt + kOddList + kData, "-", "fmt 16, data 400"},
       {"", kFmt + Junk(50) + kList + kData, "-", "fmt 16, JUNK 82, data 400"},
-      {"", kFmt + kData + kOddList, "-", "fmt 16, data 400"},
       {"", kFmt + kData + kOddList + Junk(101) + kFact, "-", "fmt 16, data 400, JUNK 128, fact 4"},
       {"T2", kBext + kFmt + kData + kOddList + kId3, "-", "fmt 16, data 400"},
-      {"", kFmt + kData + kList + kId3 + kFact, "-", "fmt 16, data 400, JUNK 54, fact 4"},
       // Room of 1 to 7 bytes can be no chunk, and no gap either.
-      {"D1P1", kFmt + Junk(28) + kData, kBoth, "fmt 16, LIST 24, data 400"},
       {"D1P1", kFmt + Junk(31) + kData, kBoth, "fmt 16, LIST 24, JUNK 0, data 400"},
-      {"", kFmt + kList + Junk(26) + kData, kLonger, "fmt 16, LIST 54, data 400"},
       {"", kFmt + kOddList + kData, "Artist=AB", "fmt 16, LIST 18, data 400"},
-      {"", kFmt + kOddList + Junk(10) + kData, "Artist=AB", "fmt 16, LIST 16, JUNK 12, data 400"},
       {"D1P1", Junk(29) + kFmt + kData, kBoth, "JUNK 29, fmt 16, LIST 24, data 400"},
       {"D1P1", Junk(24) + kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
       // `bext`.
       {"D2", kFmt + kData, "Description=d", "bext 602, fmt 16, data 400"},
       {"D2", Junk(1000) + kFmt + kData, "Description=d", "bext 602, JUNK 390, fmt 16, data 400"},
       {"", kBext + Junk(390) + kFmt + kData, "-", "JUNK 1000, fmt 16, data 400"},
-      {"", kBext + kFmt + kData, "CodingHistory=0123456789", "bext 616, fmt 16, data 400"},
       {"", kFmt + kData + kBext, "CodingHistory=0123456789", "fmt 16, data 400, bext 616"},
-      {"", kBext + kFmt + kData, "-Description; TimeReference", "fmt 16, data 400"},
       // Bytes behind the container stay there; one has neither a pad byte nor a size that counts it.
-      {"", Riff(kFmt + kData) + "+", kBoth, "fmt 16, data 400, LIST 24, id3 36, +"},
       {"", Riff(kFmt + kOddData) + "+", kBoth, "fmt 16, data 401, LIST 24, id3 36, +"},
-      {"", Riff(kFmt + kOddData) + "+", "Description=d", "bext 602, fmt 16, data 401, +"},
       {"", Riff(kFmt + kData + kList) + "+", "-Title", "fmt 16, data 400, LIST 14, JUNK 2, +"},
-      {"", Riff(kBext + kFmt + kData + kList) + "+", "-", "fmt 16, data 400, +"},
       // RF64.
-      {"D1", Rf64(kFmt + kData), kBoth, "ds64 28, fmt 16, data 400, LIST 24"},
       {"D1", Rf64(kFmt + kMark), kBoth, "ds64 28, fmt 16, data 400, LIST 24"},
-      {"D1", Rf64(kFmt + kData), "Description=d", "ds64 28, bext 602, fmt 16, data 400"},
       {"D1", Rf64(Junk(610) + kFmt + kMark), "Description=d",
        "ds64 28, bext 602, JUNK 0, fmt 16, data 400"},
-      {"D1", Rf64(kFmt + kData + kList), "-", "ds64 28, fmt 16, data 400"},
   };
   for (const auto& c : cases) {
     const bool whole = c.chunks.starts_with("RIFF") || c.chunks.starts_with("RF64");
@@ -228,17 +189,12 @@ TEST(TagWriting, RefusesWhatItDoesNotUnderstand) {
   const std::string empty = Chunk("data", "");
   const std::string cases[] = {
       "",
-      "RIFF",
-      Riff(""),
       Riff(kFmt),
-      Riff(kFmt + kList),
       Riff(kData + kList),
       Noise(1000),
       Riff(kFmt + empty) + Noise(400),
-      "RIFF" + LE(0, 4) + "WAVE" + kFmt + empty + Noise(400),
       "RIFF" + LE(0, 4) + "WAVE" + kFmt + kData,
       "RIFX" + Riff(kFmt + kData).substr(4),
-      "FORM" + Riff(kFmt + kData).substr(4),
       "RIFF" + LE(500, 4) + "AVI " + kFmt + kData,
   };
   for (const std::string& bytes : cases) {
@@ -271,100 +227,60 @@ TEST(TagWriting, RefusesWhatIsNoWritableFile) {
 TEST(TagWriting, RecordsThatSayNothing) {
   const TempFile file(Riff(kFmt + kData));
   const std::wstring name = file.Name();
-  XMem block;
-  SetOf("Title=T").ToRawMemory(block);
-  const auto size = static_cast<int32_t>(block.Size());
-  const struct {
-    const wchar_t* name;
-    const void* data;
-    int32_t size;
-    uint32_t result;
-  } cases[] = {
-      {nullptr, block.Data(), size, 0},       {name.c_str(), nullptr, size, 0},
-      {name.c_str(), block.Data(), 0, 0},     {name.c_str(), block.Data(), -1, 0},
-      {name.c_str(), "\0\0\0", 4, 1},         {name.c_str(), "\1\0\0", 4, 1},
-      {L"/nonexistent/file", "\0\0\0", 4, 1},
-  };
+  const std::tuple<const wchar_t*, const void*, int32_t, uint32_t> cases[] = {
+      {nullptr, "\0\0\0", 4, 0},
+      {name.c_str(), nullptr, 4, 0},
+      {name.c_str(), "\0\0\0", -1, 0},
+      {L"/nonexistent/file", "\0\0\0", 4, 1}};
   Instance instance;
-  for (const auto& c : cases) {
+  for (const auto& [path, data, size, result] : cases) {
     STZuCodecGetSet record{};
-    record.Text1 = c.name;
-    record.Data = c.data;
-    record.SubIndex = c.size;
-    EXPECT_EQ(instance.M.Set(instance.Self, L"IDTags", &record), c.result) << c.size;
+    record.Text1 = path;
+    record.Data = data;
+    record.SubIndex = size;
+    EXPECT_EQ(instance.M.Set(instance.Self, L"IDTags", &record), result) << size;
   }
   EXPECT_EQ(instance.M.DeleteATag(instance.Self, nullptr, nullptr), 0U);
   EXPECT_EQ(FileBytes(file.Path), Riff(kFmt + kData));
 }
 
 TEST(TagWriting, ALimitOfTheFilesSizeLeavesItAsItWas) {
-  const std::string whole = Riff(kBext + kFmt + Chunk("data", Noise(39000)) + kList);
-  const std::string comment = "Comment=" + std::string(20000, 'c');
-  const std::pair<const char*, std::string> cases[] = {
-      {"", comment}, {"D1P1", comment}, {"", "CodingHistory=01234567890"}};
-  for (const auto& [choices, work] : cases) {
+  const std::string whole = Riff(kFmt + Chunk("data", Noise(39000)) + kList);
+  for (const char* choices : {"", "D1P1"}) {
     const StoredOptions options(choices);
     const TempFile file(whole);
-    const auto write = [&file, &whole, &work = work] {
+    const auto write = [&] {
       const rlimit limit{whole.size() + 2, whole.size() + 2};
       setrlimit(RLIMIT_FSIZE, &limit);
-      return Do(work, file.Name()) ? 1 : 0;
+      return Do("Comment=" + std::string(20000, 'c'), file.Name()) ? 1 : 0;
     };
     EXPECT_EQ(InChild(write), 0);
-    EXPECT_TRUE(FileBytes(file.Path) == whole) << choices << work;
+    EXPECT_TRUE(FileBytes(file.Path) == whole) << choices;
   }
 }
 
-// A file of holes behind its first bytes. Not on /dev/shm, where a fault could fill the memory.
-class Sparse : public TempFile {
- public:
-  Sparse(const std::string& head, uint64_t size) : TempFile(head) {
-    Made = truncate(Path.c_str(), static_cast<off_t>(size)) == 0;
-  }
-  // Its size, its chunks, and whether holes have been filled.
-  [[nodiscard]] std::string Shape() const {
-    struct stat now {};
-    stat(Path.c_str(), &now);
-    const int handle = open(Path.c_str(), O_RDONLY);
-    const auto size = static_cast<size_t>(now.st_size);
-    void* const bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, handle, 0);
-    close(handle);
-    if (bytes == MAP_FAILED) return "no view";
-    std::string shape = WalkedFile({static_cast<const char*>(bytes), size}).Shape();
-    munmap(bytes, size);
-    return shape + (now.st_blocks < 64 ? "" : ", holes have been moved");
-  }
-
-  bool Made = false;
-};
-
-TEST(TagWriting, FilesAround4GiB) {
-  constexpr uint64_t kFull = 0xFFFFFFF0, kAudio = uint64_t{9} << 29;
-  const std::string full = "RIFF" + LE(kFull, 4) + "WAVE" + kFmt + "data" + LE(kFull - 36, 4);
-  const std::string large =
+TEST(TagWriting, FilesBeyond4GiB) {
+  // Holes behind the first bytes. Not on /dev/shm, where a fault could fill the memory.
+  constexpr uint64_t kAudio = uint64_t{9} << 29;
+  const std::string head =
       Rf64(Junk(1000) + kFmt + Junk(4096) + "data" + LE(0xFFFFFFFF, 4), kAudio, kAudio);
-  const Sparse riff(full, kFull + 8), rf64(large, large.size() + kAudio);
-  if (!riff.Made || !rf64.Made) GTEST_SKIP() << "no files of 5 GiB";
-  for (const char* option : {"", "D1P1"}) {
-    const StoredOptions options(option);
-    for (const char* work : {kBoth, "Description=d"}) {
-      CapturedReport report;
-      EXPECT_FALSE(Do(work, riff.Name(), report.Record));
-      EXPECT_NE(report.Errors(), "");
-      EXPECT_EQ(riff.Shape(), "fmt 16, data 4294967244");
-      EXPECT_EQ(std::filesystem::file_size(riff.Path), kFull + 8);
-    }
-  }
+  const TempFile file(head);
+  const size_t size = head.size() + kAudio;
+  if (truncate(file.Path.c_str(), static_cast<off_t>(size)) != 0) GTEST_SKIP() << "no such files";
   const StoredOptions options("");
-  const std::pair<const char*, const char*> steps[] = {
-      {kBoth, "ds64 28, JUNK 1000, fmt 16, LIST 24, JUNK 4020, id3 36, data 4831838208"},
-      {"Description=d",
-       "ds64 28, bext 602, JUNK 390, fmt 16, LIST 24, JUNK 4020, id3 36, data 4831838208"},
-      {"-", "ds64 28, JUNK 1000, fmt 16, JUNK 4096, data 4831838208"},
-  };
-  for (const auto& [work, shape] : steps) {
-    EXPECT_TRUE(Do(work, rf64.Name()));
-    EXPECT_EQ(rf64.Shape(), shape);
+  const std::pair<const char*, std::string> steps[] = {
+      {"Title=T; Description=d", "Title=T; TagVersion=ID3v2.3; Description=d; TimeReference=0; "},
+      {"-", ""}};
+  for (const auto& [work, tags] : steps) {
+    EXPECT_TRUE(Do(work, file.Name()));
+    Instance instance;
+    EXPECT_TRUE(instance.Open(file.Name(), ZuOpenTags));
+    const NTag read = SetIn(instance.Record.tagData, instance.Record.tagSize);
+    EXPECT_EQ(Text(read), tags + "_riff_1==fmt ; _riff_2==data");
+    EXPECT_EQ(std::filesystem::file_size(file.Path), size);
+    struct stat now {};
+    stat(file.Path.c_str(), &now);
+    EXPECT_LT(now.st_blocks, 64) << "holes have been moved";
   }
 }
 
