@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <string>
 
 #include "support/xregistry.h"
@@ -52,7 +51,7 @@ class Settings : public ::testing::Test {
   [[nodiscard]] std::string Text() const { return FileBytes(File); }
   // Without line ends and indentation.
   [[nodiscard]] std::string FlatText() const {
-    return std::regex_replace(Text(), std::regex("\n *"), "");
+    return test::Replaced(test::Replaced(Text(), "  ", ""), "\n", "");
   }
   // As a program does that knows the file and nothing else.
   void Put(std::string_view text) const { std::ofstream(File, std::ios::binary) << text; }

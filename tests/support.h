@@ -44,6 +44,13 @@ struct TempFile : Fixed {
   std::filesystem::path Path;
 };
 
+inline std::string Replaced(std::string text, std::string_view from, std::string_view to) {
+  for (size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
 // The three handles of a report, each caught in a file of its own.
 struct CapturedReport : Fixed {
   ~CapturedReport() {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <regex>
 
 #include "wave_builder.h"
 
@@ -21,9 +20,13 @@ std::string Body(unsigned tag, unsigned channels, unsigned align, unsigned bits)
 
 // "tag channels bits rate bytes/s align extra"
 std::string Numbers(const XAudioWFX& format) {
-  const std::wregex no_number(L"[^0-9]+");
-  const std::wstring text = std::regex_replace(format.WFXToString(), no_number, L" ");
-  return {text.begin() + 1, text.end()};
+  std::string text;
+  for (const wchar_t c : format.WFXToString()) {
+    if ((c >= L'0' && c <= L'9') || (c == L' ' && !text.empty() && text.back() != ' ')) {
+      text += static_cast<char>(c);
+    }
+  }
+  return text;
 }
 
 TEST(WaveFormat, TakesFmtBodiesOfEveryLength) {
