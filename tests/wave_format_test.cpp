@@ -78,6 +78,13 @@ TEST(WaveFormat, ConvertsBetweenPlainAndExtensible) {
   EXPECT_EQ(memcmp(mpeg.GetExtraData(), "xyz", 3), 0);
 }
 
+TEST(WaveFormat, FillsRecordsWithoutPromisingMoreBytes) {
+  WAVEFORMATEXTENSIBLE record;
+  memset(&record, 0xAA, sizeof record);
+  FromBody(Body(2, 1, 256, 4) + LE(32, 2) + std::string(32, 'x')).CopyTo(record);
+  EXPECT_TRUE(record.Format.cbSize == 0 && record.wValidBitsPerSample == 0xAAAA);
+}
+
 TEST(WaveFormat, Arithmetic) {
   XAudioWFX format(2, 44100, 24);
   EXPECT_EQ(format.BlockAlignBuffer(-7), -6);
