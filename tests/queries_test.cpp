@@ -21,15 +21,12 @@ TEST(Queries, AnswerToTheLetter) {
     }
     return text;
   };
-  // All answers of a key, counting up the index until there is none.
-  const auto answers = [&](const wchar_t* key) {
-    std::wstring all;
-    for (int32_t i = 0; i < 20; ++i) all += get(key, i);
-    return all;
-  };
-  EXPECT_EQ(answers(L"Decodes"), L"|.wav|Wave|.bwf|Broadcast Wave Format");
-  EXPECT_EQ(answers(L"StreamingDecodes"),
-            L"|audio/wav|application/wav|audio/x-wav|application/x-wav|audio/wave"
+  std::wstring decodes;
+  for (int32_t i = -1; i < 20; ++i) decodes += get(L"Decodes", i);
+  for (int32_t i = 0; i < 20; ++i) decodes += get(L"StreamingDecodes", i);
+  EXPECT_EQ(decodes,
+            L"|.wav|Wave|.bwf|Broadcast Wave "
+            L"Format|audio/wav|application/wav|audio/x-wav|application/x-wav|audio/wave"
             L"|application/wave|audio/x-wave|application/x-wave");
   const wchar_t* options[] = {
       L"Tag Creation|Tagging\\WaveTagDefault: (default - LIST & ID3), LIST, (none), ID3, ",
@@ -56,10 +53,7 @@ TEST(Queries, AnswerToTheLetter) {
             L"|Audio Quality\rChannel Mapping\rEncoder Settings\rWave Header\rRiff Chunks\r"
             L"Sample Count\rGapless\rID Tag\rContains");
   EXPECT_EQ(get(L"Default Property Elements"), L"|Audio Quality\rEncoder Settings\rContains");
-  for (const int32_t outside : {-1, 2, INT32_MAX, INT32_MIN}) {
-    EXPECT_EQ(get(L"Decodes", outside), L"");
-  }
-  EXPECT_EQ(get(L"decodes"), L"");
+  EXPECT_EQ(get(L"Decodes", INT32_MAX) + get(L"decodes"), L"");
   EXPECT_EQ(record.Text1, nullptr);
   EXPECT_EQ(decoder.M.Set(decoder.Self, L"unknown", &record), 0U);
   EXPECT_NE(report.Debug().find("Decoder Description  [Get]\r\n"), std::string::npos);

