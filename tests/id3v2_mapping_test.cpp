@@ -62,10 +62,10 @@ TEST(Id3Mapping, Writes) {
     tagCreateArgs Args = {};
   } cases[] = {
       // One value or several: the rest is text of the user's, but where the frame is a list.
-      {"Title=a|b; Artist=a|b; Payment=a|b; Involved People=a|b; Style=a; Track=3/12",
+      {"Title=a|b; Artist=a|b; Payment=a|b; Involved People=a; Style=a; Track=3/12",
        "TIT1 ~a~; TIT2 ~a~; WPAY a; WPAY b; TRCK ~3/12~; TPE1 ~a~b~; TXXX ~Title~b~; TXXX "
-       "~Involved People~a~b~",
-       "TIT1 ~a~; TIT2 ~a~; WPAY a; WPAY b; TIPL ~a~b~; TRCK ~3/12~; TPE1 ~a~b~; TXXX ~Title~b~"},
+       "~Involved People~a~",
+       "TIT1 ~a~; TIT2 ~a~; WPAY a; WPAY b; TIPL ~a~; TRCK ~3/12~; TPE1 ~a~b~; TXXX ~Title~b~"},
       {"Album=x; Composer=x; Album Artist=x; Encoded by=x; Artist Sort=x; Disc=A1",
        "TALB ~x~; TENC ~x~; TSOP ~x~; TPOS ~A1~; TPE2 ~x~; TCOM ~x~"},
       {"Mood=a; mood=b; a/b=x; =y", "TXXX ~Mood~a~b~; TXXX ~a/b~x~; TXXX ~~y~"},

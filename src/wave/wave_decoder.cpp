@@ -141,7 +141,10 @@ bool clWaveDecoderCore::PrepareToDecodeAudio(STZuAudioInfo& info) {
   if (!(is_mpeg ? LoadExternalDecoder(trace) : CreateConverter(trace))) return false;
   DebugLine(Report) << L"Setting Position in File";
   if (!MoveTo(CalcDecodeFrom())) return trace.Fail(L"Error SetPosition returned false.");
-  if (UseExternalDecoder && !InitializeExternalDecoder()) return false;
+  if (UseExternalDecoder && !InitializeExternalDecoder()) {
+    BytesLeft = 0;  // nothing is left to decode of what failed to open
+    return false;
+  }
   OutWFX.CopyTo(info.format);
   return trace.Leave(true);
 }
