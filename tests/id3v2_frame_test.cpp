@@ -47,6 +47,7 @@ TEST(ID3v2Text, Reads) {
       {"UTF-8", 3, "aä€😀~b", "aä€😀"},
       {"Latin-1 in UTF-8", 3, "gr\xFC\xDF", "grüß", "!"},
       {"overlong", 3, "\xC0\xAF", "À¯", "!"},
+      {"no such encoding", 4, "a", "!"},
       {"past U+10FFFF", 3, "\xF4\x90\x80\x80", "ô?€€", "!"},
   };
   for (const auto& c : cases) {

@@ -141,6 +141,9 @@ TEST(TagSet, TrackNumbers) {
     tags.AddTag(L"Track", text);
     EXPECT_EQ(tags.PaddedTrackNum(L"TRACK"), expected);
   }
+  XStr number, count;
+  SplitTrackNumANDCountStr(L"A 1 / B ", number, count);
+  EXPECT_EQ(number + L"|" + count, L"A 1 |B");
 }
 
 }  // namespace

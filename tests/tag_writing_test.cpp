@@ -62,7 +62,6 @@ TEST(TagWriting, Layouts) {
       {"", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, id3 36"},
       {"D1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24"},
       {"D2", kFmt + kData, kBoth, "fmt 16, data 400"},
-      {"D1S1", kFmt + kData, kBoth, "fmt 16, data 400, LIST 24, JUNK 1016"},
       {"D1", kFmt + kData + Junk(100), kBoth, "fmt 16, data 400, LIST 24, JUNK 68"},
       {"D1", kFmt + kOddData, kBoth, "fmt 16, data 401, LIST 24"},
       {"D1", kFmt + "data" + LE(500, 4) + Noise(400), kBoth, "fmt 16, data 400, LIST 24"},
@@ -73,24 +72,19 @@ TEST(TagWriting, Layouts) {
       {"D1P1", Junk(100) + kFmt + kData, kBoth, "JUNK 68, fmt 16, LIST 24, data 400"},
       // Larger.
       {"", kFmt + kList + Junk(100) + kData, kLonger, "fmt 16, LIST 54, JUNK 70, data 400"},
-      {"", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, data 400"},
       {"S1", kFmt + kList + kData, kLonger, "fmt 16, LIST 54, JUNK 1016, data 400"},
       // Smaller.
       {"", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, JUNK 2, data 400"},
       {"T2", kFmt + kList + kData, "-Artist", "fmt 16, LIST 14, data 400"},
-      // Nothing left.
       {"", kFmt + Info(kArtist) + kData, "-Artist", "fmt 16, JUNK 14, data 400"},
       // Everything.
-      {"", kFmt + Junk(50) + kList + kData, "-", "fmt 16, JUNK 82, data 400"},
       {"", kFmt + kData + kOddList + Junk(101) + kFact, "-", "fmt 16, data 400, JUNK 128, fact 4"},
       {"T2", kBext + kFmt + kData + kOddList + kId3, "-", "fmt 16, data 400"},
       // Room of 1 to 7 bytes can be no chunk, and no gap either.
       {"D1P1", kFmt + Junk(31) + kData, kBoth, "fmt 16, LIST 24, JUNK 0, data 400"},
       {"", kFmt + kOddList + kData, "Artist=AB", "fmt 16, LIST 18, data 400"},
-      {"D1P1", Junk(29) + kFmt + kData, kBoth, "JUNK 29, fmt 16, LIST 24, data 400"},
       {"D1P1", Junk(24) + kFmt + kData, kBoth, "fmt 16, LIST 24, data 400"},
       // `bext`.
-      {"D2", kFmt + kData, "Description=d", "bext 602, fmt 16, data 400"},
       {"D2", Junk(1000) + kFmt + kData, "Description=d", "bext 602, JUNK 390, fmt 16, data 400"},
       {"", kBext + Junk(390) + kFmt + kData, "-", "JUNK 1000, fmt 16, data 400"},
       {"", kFmt + kData + kBext, "CodingHistory=0123456789", "fmt 16, data 400, bext 616"},
@@ -268,6 +262,10 @@ TEST(TagWriting, FilesBeyond4GiB) {
   const size_t size = head.size() + kAudio;
   if (truncate(file.Path.c_str(), static_cast<off_t>(size)) != 0) GTEST_SKIP() << "no such files";
   const StoredOptions options("");
+  const TempFile full("RIFF" + LE(0xFFFFFFF0, 4) + "WAVE" + kFmt + "data" + LE(0xFFFFFFCC, 4));
+  std::filesystem::resize_file(full.Path, 0xFFFFFFF8);
+  EXPECT_FALSE(Do(kBoth, full.Name()));
+  EXPECT_EQ(std::filesystem::file_size(full.Path), 0xFFFFFFF8);
   const std::pair<const char*, std::string> steps[] = {
       {"Title=T; Description=d", "Title=T; TagVersion=ID3v2.3; Description=d; TimeReference=0; "},
       {"-", ""}};

@@ -1,10 +1,13 @@
 // The chunks that hold tags, as memory and within files.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "tag_text.h"
 #include "tag_writing.h"
 #include "tags/bext_chunk.h"
 #include "tags/list_chunk.h"
+#include "tags/toc_reader.h"
 
 namespace wavecodec {
 namespace {
@@ -102,6 +105,15 @@ TEST(TableOfContents, TextToRecordAndBack) {
     const std::string body = ToList(SetOf("_cdtoc==" + record));
     EXPECT_EQ(body.substr(12, body.find('\0', 12) - 12), back == "=" ? text : back);
   }
+}
+
+TEST(TableOfContents, Addresses) {
+  EXPECT_EQ(clTOCReader::MSFtoLBA(0, 1, 0, true), 0U);
+  uint8_t address[4];
+  clTOCReader::MSFAddressFromLBADWORD(4503, address, true);
+  EXPECT_EQ(std::memcmp(address, "\0\1\2\3", 4), 0);
+  EXPECT_EQ(clTOCReader::LBATomSecTime(4653), 62040U);
+  EXPECT_EQ(clTOCReader::MSFTomSecTime(1, 2, 3), 62040U);
 }
 
 TEST(BextChunk, Reading) {
