@@ -45,7 +45,8 @@ TEST(ID3v2Parser, ReadsAllVersions) {
     const char* Expected;
   } cases[] = {
       {"2.2", Tag2("TT2 ~a; TAL ; COM ~engx"), "TIT2 ~a; COMM ~engx|2"},
-      {"2.2, JPG", Tag2("PIC \1JPG\3z~pic"), "APIC \1image/jpeg~\3z~pic|2"},
+      {"2.2, pictures", Tag2("PIC \1JPG\3z~pic; PIC ~PNG"),
+       "APIC \1image/jpeg~\3z~pic; APIC ~image/png~|2"},
       {"2.2, jpg", Tag2("PIC ~jpg\3"), "APIC ~image/x-unknown~\3|2"},
       {"2.3", Tag3("TIT2 ~a; TALB ; PRIV p"), "TIT2 ~a; PRIV p|3"},
       {"2.3, experimental and extended", Tag(3, 0x60, BE(6, 4) + "ABCDEF" + a3), "TIT2 ~a|3"},

@@ -39,6 +39,7 @@ TEST(AudioProperties, QualityAndCodec) {
       {{1, 2, 48000, 24}, "DVD  (Lossless), PCM, Yes"},
       {{85, 2, 44100, 0, 24000}, "High  (Lossy), MPEG-1 Layer 3, No"},
       {{85, 2, 44100, 0, 23874}, "Medium  (Lossy), MPEG-1 Layer 3, No"},
+      {{85, 2, 44100, 0, 14000}, "Low  (Lossy), MPEG-1 Layer 3, No"},
       {{80, 1, 44100, 0, 15937}, "Medium  (Lossy), MPEG-1 Layer 1 or 2, No"},
       {{80, 1, 44100, 0, 0x20000000}, "Low  (Lossy), MPEG-1 Layer 1 or 2, No"},  // 0 in 32 bits
       {{2, 1, 44100, 4, 100000}, "Medium  (Lossy), Unknown ACM ID: 2, Yes"},
