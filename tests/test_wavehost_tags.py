@@ -212,6 +212,12 @@ class TagTest(TagCase):
         added = [item["name"] for item in dry["changes"]["added"]]
         self.assertEqual(added, ["Title", "TagVersion"])
 
+    def test_advice_shows_no_control_characters(self):
+        self.put_wave("a\x1b[31m.wav", info(INAM="Old"))
+        done = self.run_host("tag", "a\x1b[31m.wav", "Weird Field=x")
+        self.assertIn("to keep it: wavehost untag", done.stderr)
+        self.assertNotIn("\x1b", done.stderr)
+
     def test_keep_mtime(self):
         path, time = self.put_wave("in.wav"), 1234567890123456789
         for arguments, kept in (("tag Title=a", False), ("tag Title=b --keep-mtime", True),
