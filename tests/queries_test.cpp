@@ -30,8 +30,8 @@ TEST(Queries, AnswerToTheLetter) {
             L"|application/wave|audio/x-wave|application/x-wave");
   const wchar_t* options[] = {
       L"Tag Creation|Tagging\\WaveTagDefault: (default - LIST & ID3), LIST, (none), ID3, ",
-      L"LIST Chunk Position|Tagging\\WaveLISTPos: "
-      L"[data]  [LIST], [LIST]  [optional padding]  [data], ",
+      (L"LIST Chunk Position|Tagging\\WaveLISTPos: "
+       L"[data]  [LIST], [LIST]  [optional padding]  [data], "),
       L"LIST Album Tag|Tagging\\WaveLISTAlbum: IPRD, ISRC, ",
       L"LIST Track Tag|Tagging\\WaveLISTTrack: ITRK, TRCK, itrk, ",
       L"LIST Padding Type|Tagging\\WaveLISTPadding: 'JUNK' Chunk, 'PAD ' Chunk, (none), ",
