@@ -2,7 +2,6 @@
 // where, and against a reader that forgives nothing.
 #include "fuzz_target.h"
 #include "generated_file.h"
-#include "tags/set/tag_set.h"
 
 namespace wavecodec::fuzz {
 
@@ -37,22 +36,6 @@ std::string Shown(const Fields& fields) {
             std::to_string(value.size()) + ")\n";
   }
   return text;
-}
-
-// An entry whose name begins with "_" is binary: each character a byte.
-XMem BlockOf(const Entries& entries) {
-  NTag tags;
-  for (const auto& [name, value] : entries) {
-    if (name.starts_with(L"_")) {
-      const std::vector<uint8_t> payload(value.begin(), value.end());
-      tags.AddTag(name, payload);
-    } else {
-      tags.AddTag(name, value);
-    }
-  }
-  XMem block;
-  Check(tags.ToRawMemory(block));
-  return block;
 }
 
 // Makes a change in the file and in the model, and tells it. Made once more it changes nothing.

@@ -6,7 +6,7 @@
 #include "id3_builder.h"
 #include "instance.h"
 #include "stored_options.h"
-#include "tags/set/tag_set.h"
+#include "tag_entries.h"
 #include "wave_builder.h"
 
 namespace wavecodec::fuzz {
@@ -50,21 +50,6 @@ std::vector<Seed> Seeds() {
 }
 
 namespace {
-
-XMem BlockOf(const std::vector<std::pair<const wchar_t*, std::wstring>>& entries) {
-  NTag tags;
-  for (const auto& [name, value] : entries) {
-    if (name[0] == L'_') {
-      const std::vector<uint8_t> payload(value.begin(), value.end());
-      tags.AddTag(name, payload);
-    } else {
-      tags.AddTag(name, value);
-    }
-  }
-  XMem block;
-  Check(tags.ToRawMemory(block));
-  return block;
-}
 
 // Changes of every kind: short and long, each container, growing and shrinking.
 const std::vector<XMem>& Blocks() {

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "stored_options.h"
+#include "tag_entries.h"
 
 namespace wavecodec::fuzz {
 
-using Entries = std::vector<std::pair<std::wstring, std::wstring>>;
 using Fields = std::map<std::wstring, std::wstring>;  // by lower-case name; payloads as characters
 using Choices = StoredOptions::Choices;
 
