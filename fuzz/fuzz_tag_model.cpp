@@ -2,6 +2,8 @@
 // where, and against a reader that forgives nothing.
 #include "fuzz_target.h"
 #include "generated_file.h"
+#include "instance.h"
+#include "stored_options.h"
 
 namespace wavecodec::fuzz {
 

@@ -10,13 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "stored_options.h"
+#include "options_json.h"
 #include "tag_entries.h"
 
 namespace wavecodec::fuzz {
 
 using Fields = std::map<std::wstring, std::wstring>;  // by lower-case name; payloads as characters
-using Choices = StoredOptions::Choices;
+using test::Choices;
 
 // Names and the room that they have in `bext`.
 inline const std::map<std::wstring, size_t> kBextNames = {

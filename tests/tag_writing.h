@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "options_json.h"
 #include "support.h"
 #include "tags/set/tag_set.h"
 
@@ -29,15 +29,11 @@ class StoredOptions {
 
  private:
   static std::string Json(std::string_view choices) {
-    static const std::map<char, const char*> names = {
-        {'D', "WaveTagDefault"},      {'P', "WaveLISTPos"},           {'T', "WaveLISTPadding"},
-        {'S', "WaveLISTPaddingSize"}, {'A', "WaveLISTAlbum"},         {'K', "WaveLISTTrack"},
-        {'V', "WaveID3v2Version"},    {'U', "WaveID3v2UnicodeEncode"}};
-    std::string json = R"({"HKCU":{"Software":{"Mardel":{"Tonvark":{"Tagging":{)";
+    Choices parsed;
     for (size_t i = 0; i < choices.size(); i += 2) {
-      json += (i == 0 ? "\"" : ",\"") + std::string(names.at(choices[i])) + "\":" + choices[i + 1];
+      parsed[choices[i]] = static_cast<unsigned>(choices[i + 1] - '0');
     }
-    return json + "}}}}}}";
+    return OptionsJson(parsed);
   }
 
   const TempFile File;
