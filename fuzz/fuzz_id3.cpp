@@ -3,11 +3,13 @@
 
 #include "fuzz_target.h"
 #include "id3_builder.h"
+#include "id3v2/tag.h"
 #include "id3v2/tag_bridge.h"
 
 namespace wavecodec::fuzz {
 
 using namespace test;  // NOLINT(google-build-using-namespace)
+using namespace id3parser;
 using namespace std::string_literals;
 
 std::vector<Seed> Seeds() {
@@ -97,6 +99,9 @@ std::string Rewritten(std::string_view bytes, uint8_t options) {
   const bool whole = bridge.Read(tags);
   // A whole tag, told by its version, or nothing.
   Check(tags.FindElement("TagVersion").has_value() == whole && (tags.Count() != 0) == whole);
+  t_tag tag;
+  const bool imported = ImportTag(tag, file, 0);
+  Check((imported || !whole) && (tag.Revision() != revisionNone) == imported);
   XMem made;
   if (!whole) return {};
   Check(bridge.MakeTag(made, tags));

@@ -1,4 +1,4 @@
-// Preloaded into a process, asks before each change of a file what shall become of it. 64-bit Linux
+// Preloaded into a process, asks before each access to a file what shall become of it. 64-bit Linux
 // only.
 #undef _FILE_OFFSET_BITS  // both the plain names and those that end in 64 are defined here
 #define _GNU_SOURCE
@@ -16,7 +16,7 @@
 #define EXPORT __attribute__((visibility("default")))
 #define ALSO(name) __attribute__((alias(#name), visibility("default")))
 
-// Answers an error that the change fails with, or one of these. May lessen `count`.
+// Answers an error that the access fails with, or one of these. May lessen `count`.
 enum { kPass = 0, kEndAfter = -1 };
 typedef int Judge(const char* kind, const char* path, int64_t offset, uint64_t* count,
                   int64_t file_size);
@@ -24,8 +24,8 @@ typedef int Judge(const char* kind, const char* path, int64_t offset, uint64_t* 
 static const char* g_folder;
 static Judge* g_judge;
 
-// From now on changes of regular files below the folder are judged.
-EXPORT void JudgeChanges(const char* folder, Judge* judge) {
+// From now on accesses to regular files below the folder are judged.
+EXPORT void JudgeAccesses(const char* folder, Judge* judge) {
   g_folder = folder;
   g_judge = judge;
 }
@@ -65,6 +65,18 @@ static long CarryOut(int verdict, long call, long a, long b, long c, long d) {
   if (verdict == kEndAfter) syscall(SYS_kill, getpid(), SIGKILL);
   return result;
 }
+
+EXPORT ssize_t read(int file, void* bytes, size_t count) {
+  const int verdict = AskForOpen("read", file, -1, &count);
+  return CarryOut(verdict, SYS_read, file, (intptr_t)bytes, (long)count, 0);
+}
+
+EXPORT ssize_t pread64(int file, void* bytes, size_t count, off64_t offset) {
+  const int verdict = AskForOpen("read", file, offset, &count);
+  return CarryOut(verdict, SYS_pread64, file, (intptr_t)bytes, (long)count, offset);
+}
+EXPORT ALSO(pread64)
+ssize_t pread(int, void*, size_t, off_t);
 
 EXPORT ssize_t write(int file, const void* bytes, size_t count) {
   const int verdict = AskForOpen("write", file, -1, &count);

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What is left of a Wave file when writing its tags fails, falls short or is killed at any moment.
 
-Each scenario is written once without a fault to count the calls that change files, and then again
+Each scenario is written once without a fault to count the calls that change files (or read them), and then again
 with each fault at each of these calls. WAVE_MODULE and FAULT_INJECTOR name the parts.
 FAULT_POINTS: the most points of a scenario to try, 0 for all.
 FAULT_TORN=1: writes are torn where no page ends, too, which no kernel does.
@@ -13,7 +13,9 @@ A fault is WHAT@K: what happens at the K-th call, counted from 1
   short short+                half of its bytes; every later one as well
   short-eio short-enospc      half of its bytes, then as eio+ or enospc+
   kill kill-half kill-after   the process ends before it, after half of its bytes, after it
-  stop                        the process waits for SIGCONT before it"""
+  stop                        the process waits for SIGCONT before it
+  unclaimed+                  the file system cannot claim room
+  unread unread+              a read fails; so does every later one. K counts reads"""
 import collections
 import ctypes
 import errno
@@ -66,6 +68,10 @@ def verdict(fault, number, call, count):
     later = number - int(at)
     if later < 0 or later and not what.endswith(("+", "full", "-eio", "-enospc")):
         return 0
+    if call.kind == "read":
+        return errno.EIO
+    if what == "unclaimed+":
+        return errno.EOPNOTSUPP * (call.kind == "room")
     needs_room = call.kind in ("write", "room", "create")
     if what in SHORTS + TEARS and not (later and "-" in what):
         if call.kind != "write" or call.count < 2:
@@ -172,11 +178,13 @@ class Place:
                               TMPDIR=str(self.folder))
 
             def judge(kind, path, offset, count, size):
+                if (kind == b"read") != (fault or "").startswith("unread"):
+                    return 0
                 calls.append(Call(kind.decode(), path.decode(), offset, count[0], size))
                 return verdict(fault, len(calls), calls[-1], count) if fault else 0
 
             judge = JUDGE(judge)
-            C.JudgeChanges(folder, judge)
+            C.JudgeAccesses(folder, judge)
             return Done(work(self.file), calls)
         return Child(judged)
 
@@ -208,7 +216,9 @@ def points(calls):
             # As the kernel does it, a write can end in the middle at the end of a page.
             pages = (call.offset + call.count - 1) // 4096 - call.offset // 4096
             found += [f"{kind}@{k}" for kind in SHORTS + TEARS * bool(TORN or pages)]
-    return some(found) + [f"kill-after@{len(calls)}"]
+    first = {call.kind: k for k, call in reversed(list(enumerate(calls, 1)))}
+    always = [f"eio@{k}" for k in first.values()] + ["unclaimed+@1"] * ("room" in first)
+    return some(found) + always + [f"kill-after@{len(calls)}"]
 
 
 class Truth:
@@ -266,7 +276,7 @@ def judge_result(truth, place, fault, done, errors):
         assert kind not in ("eio", "short-eio") or call.kind != "write" or \
             not call.file.endswith("a.wav"), "a failed write was not told"
         return
-    assert kind not in SHORTS, "did not go on after a short write"
+    assert kind not in (*SHORTS, "unclaimed+"), "did not go on"
     assert errors, "failed without an error line"
     if data == truth.case.file:
         assert kind in LASTING or not place.beside(), f"left {place.beside()}"
@@ -307,6 +317,36 @@ def try_point(truth, fault):
     return kind
 
 
+def outcome(work, truth, fault):
+    try:
+        return work(truth, fault)
+    except AssertionError as error:
+        return f"{fault}: {error}"
+
+
+def look_at(truth, fault):
+    """How many reads there are to look at the file, which finds the truth or tells that it
+    cannot."""
+    with Place(truth.case) as place:
+        found, reads = place.run(read, fault)
+        assert not found or found[0] == truth.audio, "the audio is another"
+        names = {name for name, _ in truth.old_tags}  # a source of less weight may take the place
+        assert not found or {name for name, _ in found[1]} <= names, "there are other tags"
+        return len(reads)
+
+
+def write_what_cannot_be_read(truth, fault):
+    """How many reads there are to write the file, where nothing may get lost."""
+    with Place(truth.case) as place:
+        (done, errors), reads = place.write(fault)
+        data = place.file.read_bytes()
+        assert done or errors, "failed without an error line"
+        assert data == truth.new or not done, "success was told, but the file is not the new one"
+        assert data in (truth.case.file, truth.new) or place.beside(), "the file is left in between"
+        judge_file(truth, place)
+        return len(reads)
+
+
 class Faults(unittest.TestCase):
     maxDiff = None
 
@@ -314,12 +354,7 @@ class Faults(unittest.TestCase):
         truth = Truth(SCENARIOS[name])
         todo = points(truth.calls)
 
-        def outcome(fault):
-            try:
-                return try_point(truth, fault)
-            except AssertionError as error:
-                return f"{fault}: {error}"
-        kinds = collections.Counter(in_turns(outcome, todo))
+        kinds = collections.Counter(in_turns(lambda fault: outcome(try_point, truth, fault), todo))
         print(f"{name:21} {len(truth.calls):3} calls, {len(todo)} points: {dict(kinds)}")
         self.assertLessEqual(set(kinds), {"old", "new", "mixed", "neither"})
 
@@ -331,6 +366,16 @@ class Faults(unittest.TestCase):
             with Place(truth.case) as place:
                 place.write(f"kill@{k}")
                 yield truth, place
+
+    def test_what_cannot_be_read(self):
+        for name in ("append_both", "append_rf64", "grow_behind", "insert", "all_ways"):
+            truth = Truth(SCENARIOS[name])
+            for work in (look_at, write_what_cannot_be_read):
+                todo = [f"{kind}@{k}" for k in range(1, work(truth, "unread@0") + 1)
+                        for kind in ("unread", "unread+")]
+                with self.subTest(name=name, work=work.__name__):
+                    found = set(in_turns(lambda fault: outcome(work, truth, fault), todo))
+                    self.assertEqual([told for told in found if isinstance(told, str)], [])
 
     def test_killed_again_while_it_is_finished(self):
         for name in ("insert", "shrink", "all_ways"):

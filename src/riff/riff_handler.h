@@ -126,6 +126,7 @@ class clRIFFHandler {
   void PlanHeaders(Rewrite& rewrite);
   [[nodiscard]] bool Fits(const Rewrite& rewrite);
   [[nodiscard]] RewriteSafety SafetyOf(const Rewrite& rewrite) const;
+  bool FailReading() const;
   [[nodiscard]] int64_t OldEnd();
   void ReportHeader(uint32_t id, uint64_t size, int64_t position) const;
 

@@ -339,7 +339,14 @@ RewriteSafety clRIFFHandler::SafetyOf(const Rewrite& rewrite) const {
   return behind || inside ? RewriteSafety::Direct : RewriteSafety::JournalIfPossible;
 }
 
+// What could not be read is not in the plan: it would be lost.
+bool clRIFFHandler::FailReading() const {
+  ErrorLine(Report, kName) << L"Error cannot read all of the file, it is not changed.";
+  return false;
+}
+
 bool clRIFFHandler::WriteChunkHeaders() {
+  if (File->HasReadFailed()) return FailReading();
   if (!Plan().IsChanged()) return true;
   Plan().HoldInPlace(static_cast<size_t>(IndexOfDataChunk()));
   CalcAllChunks();
@@ -363,6 +370,7 @@ bool clRIFFHandler::WriteChunkHeaders() {
   Planned.reset();
   Chunks.Clear();
   if (result == RewriteResult::Done) return true;
+  if (result == RewriteResult::NotDone && File->HasReadFailed()) return FailReading();
   if (result == RewriteResult::NoJournal) {
     ErrorLine(Report, kName) << L"Error cannot make the journal that moving the audio needs beside "
                                 L"the file, it is not changed.";

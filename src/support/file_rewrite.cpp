@@ -132,6 +132,23 @@ class Steps {
   XMem Piece;
 };
 
+// A place that cannot be read must be met before the first step: the change could not go on there,
+// and not be taken back.
+bool CanBeRead(XFile& file, const std::vector<FileRewrite::Move>& moves) {
+  XMem piece;
+  return std::all_of(moves.begin(), moves.end(), [&](const FileRewrite::Move& move) {
+    if (!piece.SetSize(static_cast<size_t>(MoveJournal::kPiece)) || !file.SetPosition(move.From)) {
+      return false;
+    }
+    for (int64_t left = move.Length; left > 0;) {
+      const auto length = static_cast<size_t>(std::min(left, MoveJournal::kPiece));
+      if (file.Read(piece.Data(), length) != length) return false;
+      left -= static_cast<int64_t>(length);
+    }
+    return true;
+  });
+}
+
 bool CutToSize(XFile& file, int64_t size) { return file.Size() == size || file.SetSize(size); }
 
 RewriteResult RewriteDirectly(XFile& file, FileRewrite& plan) {
@@ -181,13 +198,14 @@ RewriteResult RewriteUnderJournal(XFile& file, FileRewrite& plan, int64_t unlike
   if (begun && Steps(file, plan, &journal).Start() && Finish(file, plan, journal)) {
     return RewriteResult::Done;
   }
-  const auto progress = begun ? journal.Latest() : std::nullopt;
-  if (!progress && undo.TakeBack()) {
+  std::optional<RewriteProgress> progress;
+  const bool known = !begun || journal.FindLatest(progress);
+  if (known && !progress && undo.TakeBack()) {
     journal.Remove();
     return RewriteResult::NotDone;
   }
   // A failure that has passed need not leave the file in between. Otherwise the journal waits.
-  if (progress) static_cast<void>(ResumeRewrite(file, plan, journal, *progress));
+  if (known && progress) static_cast<void>(ResumeRewrite(file, plan, journal, *progress));
   return RewriteResult::Interrupted;
 }
 
@@ -202,6 +220,7 @@ void FileRewrite::OrderMoves() {
 
 RewriteResult RewriteFile(XFile& file, FileRewrite& plan, RewriteSafety safety, int64_t unlike) {
   plan.OrderMoves();
+  if (!CanBeRead(file, plan.Moves)) return RewriteResult::NotDone;
   if (safety != RewriteSafety::Direct) {
     const RewriteResult result = RewriteUnderJournal(file, plan, unlike);
     if (result != RewriteResult::NoJournal || safety == RewriteSafety::Journal) return result;
@@ -219,9 +238,9 @@ bool FinishRewrite(XFile& file) {
   if (path.empty() || !journal.Load(MoveJournal::PathFor(path), plan) || !journal.IsOf(file)) {
     return false;
   }
-  if (const auto progress = journal.Latest()) {
-    return ResumeRewrite(file, plan, journal, *progress);
-  }
+  std::optional<RewriteProgress> progress;
+  if (!journal.FindLatest(progress)) return false;
+  if (progress) return ResumeRewrite(file, plan, journal, *progress);
   if (!file.SetSize(plan.OldSize)) return false;
   journal.Remove();
   return true;

@@ -261,8 +261,8 @@ bool MoveJournal::Record(const RewriteProgress& progress) {
          File.Write(record.Out.data(), record.Out.size());
 }
 
-std::optional<RewriteProgress> MoveJournal::Latest() {
-  std::optional<RewriteProgress> latest;
+bool MoveJournal::FindLatest(std::optional<RewriteProgress>& latest) {
+  latest.reset();
   for (const int64_t position : kRecordPosition) {
     std::array<uint8_t, kRecordSize> bytes{};
     if (!File.SetPosition(position) || File.Read(bytes.data(), bytes.size()) != bytes.size()) {
@@ -279,7 +279,7 @@ std::optional<RewriteProgress> MoveJournal::Latest() {
     if (in.Unsigned() != Checksum(head) || progress.Slot > RewriteProgress::kNotSaved) continue;
     if (!latest || progress.Sequence > latest->Sequence) latest = progress;
   }
-  return latest;
+  return !File.HasReadFailed();
 }
 
 }  // namespace wavecodec

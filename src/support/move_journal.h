@@ -55,8 +55,9 @@ class MoveJournal {
   bool Save(const XMem& piece, size_t length, uint32_t slot);
   bool LoadSaved(XMem& piece, size_t length, uint32_t slot);
   bool Record(const RewriteProgress& progress);
-  // The last record that is whole; none when nothing was moved or overwritten yet.
-  std::optional<RewriteProgress> Latest();
+  // The last record that is whole; none when nothing was moved or overwritten yet. False when the
+  // journal cannot be read, so that nobody knows.
+  bool FindLatest(std::optional<RewriteProgress>& latest);
 
  private:
   static Token TokenOf(XFile& file);

@@ -135,6 +135,7 @@ void XFile::Close() {
   FileHandle = kNoFile;
   Owned = false;
   Opened = false;
+  ReadFailed = false;
   KnownSize = -1;
   Position = 0;
   ForgetWindows();
@@ -159,6 +160,7 @@ size_t XFile::ReadAt(void* buffer, size_t needed, size_t room, int64_t position)
     if (got > 0) {
       done += static_cast<size_t>(got);
     } else if (got == 0 || errno != EINTR) {
+      ReadFailed = ReadFailed || got < 0 || position + static_cast<int64_t>(done) < KnownSize;
       break;
     }
   }

@@ -59,6 +59,9 @@ class XFile {
   // what lies side by side costs one system call, and a file's head is still there when its tail
   // has been looked at.
   [[nodiscard]] virtual size_t ReadSmall(void* buffer, size_t count);
+  // Whether something that the file has could not be read since it was opened: what was found is
+  // then not to be taken for all that there is.
+  [[nodiscard]] bool HasReadFailed() const { return ReadFailed; }
 
   // Writes all bytes at the position, which moves past them; false when it could not, and some may
   // be written then. Past the limit of a file's size it fails without ending the process.
@@ -112,6 +115,7 @@ class XFile {
   XFileHandle FileHandle = kNoFile;
   bool Owned = false;
   bool Opened = false;
+  mutable bool ReadFailed = false;
   int64_t KnownSize = -1;
   int64_t SizeLimit = std::numeric_limits<int64_t>::max();  // beyond it the system ends processes
   int64_t Position = 0;
