@@ -98,13 +98,9 @@ template <typename WriteSome>
 void OutputFile::WriteAll(size_t size, const WriteSome& write_some) {
   for (size_t done = 0; done < size;) {
     const ssize_t written = write_some(done);
-    if (written >= 0) {
-      done += static_cast<size_t>(written);
-    } else if (errno == EINTR) {
-      ThrowIfInterrupted();
-    } else {
-      Fail();
-    }
+    if (written < 0 && errno != EINTR) Fail();
+    if (written > 0) done += static_cast<size_t>(written);
+    if (done < size) ThrowIfInterrupted();  // a signal ends a write in the middle, too
   }
 }
 

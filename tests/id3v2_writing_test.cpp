@@ -95,6 +95,7 @@ TEST(ID3v2Bridge, OptionsChooseVersionAndEncoding) {
       {{L"ID3v2EncodeUTF8", L"ID3v2WriteV24"}, title, 4, "TIT2 \3\u20AC\u0416~"},
       {{}, year, 3, "TYER ~c. 1999~"},
       {{L"WriteStrictYearDate"}, year, 3, "TXXX ~Year~c. 1999~"},
+      {{}, "\u0416=x", 3, "TXXX \1\xFF\xFE\x16\x04~~\xFF\xFEx~~~"},  // its name is not lost
   };
   for (const auto& c : cases) {
     const std::string tag = Made("", c.Entry, c.Chosen);
@@ -164,6 +165,9 @@ TEST(ID3v2Bridge, WhatIsUnchangedStaysByteForByte) {
                                           "; MCDI new toc" + pictures + "; APIC ~~\6~new");
     EXPECT_EQ(Show(Made(old, "")), hidden);
   }
+  const std::string several = "TIT2 ~a~one; TIT2 ~b~two; POPM me~\x20~\1; POPM you~\xFF~\2";
+  EXPECT_EQ(Show(Made(Tag(3, 0, Frames(3, several)), "Title=b; Rating=10")),
+            "TIT2 ~b~two; POPM you~\xFF~\2");
   const std::string damaged = Tag(4, 0, V4("TIT2", "\0a"s) + V4("TPE1", "x", 8));
   EXPECT_EQ(Made(damaged, "Album=b"), Tag(3, 0, Frames(3, "TALB ~b~")));
 }

@@ -215,6 +215,23 @@ TEST_F(Settings, TransactionsAreWrittenAtOnce) {
   changes.SetDWORD(2, L"b", kUser, L"one\\two");
   EXPECT_EQ(changes.GetDWORD(L"a", kUser, L"one"), 1U);
   EXPECT_EQ(changes.GetDWORD(L"B", kUser, L"one\\two"), 2U);
+  const uint8_t bytes[] = {1, 2};
+  const XStrList texts{{L"x", L"y"}};
+  const wchar_t* const gone = L"gone";
+  XMem memory;
+  XStrList list;
+  changes.SetInt32(-2, L"int", kUser, gone);
+  changes.SetInt64(INT64_MIN, L"long", kUser, gone);
+  changes.SetString(L"text", L"string", kUser, gone);
+  changes.SetBinaryData(L"bytes", bytes, sizeof bytes, kUser, gone);
+  changes.SetStringList(texts, L"list", kUser, gone);
+  EXPECT_EQ(changes.GetInt32(L"int", kUser, gone), -2);
+  EXPECT_EQ(changes.GetInt64(L"long", kUser, gone), INT64_MIN);
+  EXPECT_EQ(changes.GetString(L"string", kUser, gone), L"text");
+  EXPECT_TRUE(changes.GetBinaryDataToXMem(L"bytes", memory, kUser, gone) && memory.Size() == 2);
+  EXPECT_TRUE(changes.GetStringList(list, L"list", kUser, gone) && list == texts);
+  EXPECT_TRUE(changes.DoesValueExist(L"int", kUser, gone));
+  changes.DeleteKeyAndSubKeys(kUser, gone);
   changes.CopyKey(kUser, L"one", kUser, L"one\\copy");  // into itself
   changes.CopyKey(kUser, L"none", kUser, L"none of that");
   changes.DeleteVal(L"a", kUser, L"one");

@@ -8,11 +8,13 @@ import os
 import pty
 import re
 import resource
+import signal
 import struct
 import subprocess
 import sys
 import termios
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -142,6 +144,7 @@ class HostTest(HostCase):
         self.put_wave("sub/in.wav")
         self.put_wave("in.wav")
         os.link(self.folder / "sub/in.wav", self.folder / "same.wav")
+        (self.folder / "there/in.wav").mkdir(parents=True)
         before = self.names()
         cases = [
             ("-o out.wav", "exists already", False), ("-fo same.wav", "is an input", False),
@@ -149,7 +152,8 @@ class HostTest(HostCase):
             ("in.wav -fo ./", "sub/in.wav: the output './in.wav' is", False),
             ("-fo out.wav", "cannot write 'out.wav'", True),
             ("-o new.raw", "cannot write 'new.raw'", True),
-            ("--from 9 --to 8", "ends before", False),
+            ("--from 9 --to 8", "ends before", False), ("-o there/", "is a folder", False),
+            ("-o out.wav/new/", "cannot make the folder", False),
             *[("-o /dev/full", "No space left", False)] * (sys.platform == "linux"),
         ]
         for arguments, message, limited in cases:
@@ -294,6 +298,10 @@ class HostTest(HostCase):
         for module in ("nothing.dll", "in.wav"):
             done = self.run_host("formats", "--module", module, status=1)
             self.assertIn(f"cannot load the codec module '{module}'", done.stderr)
+        if sys.platform == "linux":
+            library = re.search(r"/\S+/libc[.-]\S+", Path("/proc/self/maps").read_text()).group()
+            done = self.run_host("formats", "--module", library, status=1)
+            self.assertIn("is no codec module", done.stderr)
 
     def test_formats(self):
         (told,) = self.run_json("formats")
@@ -328,6 +336,20 @@ class HostTest(HostCase):
             told = self.run_host(*arguments.split(), status=1, stdout=writer).stderr
             os.close(writer)
             self.assertEqual(told, "")
+
+    def test_progress_and_interruption(self):
+        self.put_wave("in.wav", audio=AUDIO * 5)
+        command = [HOST, "decode", "in.wav", "-o", "-"]
+        options = dict(cwd=self.folder, stdout=subprocess.PIPE, env={**os.environ, "TERM": "vt100"})
+        with terminal() as (master, slave):
+            with subprocess.Popen(command, stderr=slave, **options) as host:
+                time.sleep(1.1)  # it waits for a reader; the bar comes when work takes long
+                host.stdout.read(500000)
+                drawn = os.read(master, 1000).decode()
+                host.send_signal(signal.SIGINT)
+                self.assertEqual(host.wait(), 128 + signal.SIGINT)
+            self.assertRegex(drawn, r"\r\x1b\[Kin.wav \[.*=+.* +\] +\d+ %")
+            self.assertTrue(os.read(master, 1000).endswith(b"\r\x1b[K"))
 
     def test_more_than_4_gib(self):
         size, frames = 5 << 30, 5 << 28

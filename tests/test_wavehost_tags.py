@@ -315,7 +315,8 @@ class TagTest(TagCase):
         for name, content in {
                 **bad, "bad.json": b'{"Title": ', "zero.json": b'{"Ti\\u0000": "x"}',
                 "_.json": b'[{"name": "_riff_1", "value": "x"}]', "text.jpg": b"no picture",
-                "deep.json": b'{"Title": {"a": 1}}'}.items():
+                "deep.json": b'{"Title": {"a": 1}}',
+                "one.json": b"1"}.items():
             self.put(name, content)
         files = {"a.wav": False, "text.wav": True, "nothing.wav": True, "empty.wav": True,
                  "z.wav": False}
@@ -336,6 +337,8 @@ class TagTest(TagCase):
             ("tag|a.wav|--from-json|_.json", 2, "reserved"),
             ("tag|a.wav|--from-json|deep.json", 1, "list of texts"),
             ("tag|a.wav|--from-json|.", 1, "cannot read"),
+            ("tag|a.wav|--from-json|one.json", 1, "no list of tags"),
+            ("tag|a.wav|--picture|/dev/null:back", 1, "no regular file"),
             ("untag|none.wav|--yes", 2, "existing file"),
             ("untag|a.wav|--name|", 2, "without a name"),
             ("options|set|Tag Creation", 2, "choice"), ("options|--|a.wav", 2, "a.wav"),
