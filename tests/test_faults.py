@@ -23,6 +23,7 @@ import json
 import os
 import pickle
 import random
+import resource
 import shutil
 import signal
 import sys
@@ -32,7 +33,9 @@ import unittest
 from pathlib import Path
 
 from codec_module import DECODE, ROOT, TAGS, Decoder, entries
-from fault_scenarios import (FMT, NOISE, SCENARIOS, chunk, foreign, looseness, riff, tag_chunks)
+from fault_scenarios import (DATA, FMT, NOISE, SCENARIOS, chunk, foreign, looseness, riff, scenario,
+                             tag_chunks)
+from wave_files import bext, id3, info, text_frame
 
 INJECTOR = os.environ.get("FAULT_INJECTOR", str(ROOT / "build/release/bin/libfault_injector.so"))
 if INJECTOR not in os.environ.get("LD_PRELOAD", ""):  # starts again, with it
@@ -376,6 +379,23 @@ class Faults(unittest.TestCase):
                 with self.subTest(name=name, work=work.__name__):
                     found = set(in_turns(lambda fault: outcome(work, truth, fault), todo))
                     self.assertEqual([told for told in found if isinstance(told, str)], [])
+
+    def test_no_memory_for_what_is_there(self):
+        text = b"t" * (40 << 20)
+        for old in (bext(b"Old", history=text), info(INAM=b"Old", ICMT=text),
+                    id3(4, text_frame(b"TIT2", "t" * len(text)))):
+            case = scenario(riff(FMT, DATA, old), ("write", "Artist=New", "Description=New"))
+
+            def poor(path):
+                pages = int(Path("/proc/self/statm").read_text().split()[0])
+                most = pages * resource.getpagesize() + (30 << 20)
+                resource.setrlimit(resource.RLIMIT_AS, (most, most))
+                return change(path, *case.command)
+            with Place(case) as place, self.subTest(old[:4]):
+                done, errors = place.run(poor).value
+                self.assertFalse(done)
+                self.assertTrue(errors)
+                self.assertTrue(place.file.read_bytes() == case.file)
 
     def test_killed_again_while_it_is_finished(self):
         for name in ("insert", "shrink", "all_ways"):

@@ -111,10 +111,11 @@ TagID3v2::TagID3v2(XFile& file, int64_t position, uint64_t room)
 bool TagID3v2::Load(uint64_t bytes) {
   if (bytes <= Bytes.Size()) return true;
   const auto size = static_cast<size_t>(bytes);
-  if (bytes <= Room && Bytes.SetSize(size) && File.SetPosition(Position) &&
-      File.ReadSmall(Bytes.Data(), size) == size) {
+  const bool has_room = bytes <= Room && Bytes.SetSize(size);
+  if (has_room && File.SetPosition(Position) && File.ReadSmall(Bytes.Data(), size) == size) {
     return true;
   }
+  if (bytes <= Room && !has_room) File.SetReadFailed();
   Bytes.Free();
   return false;
 }

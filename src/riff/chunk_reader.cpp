@@ -19,8 +19,11 @@ bool ReadFileIntoMemory(void* target, size_t bytes, int64_t position, XFile& fil
 }
 
 bool LoadChunk(XMem& data, const STRIFFChunk& chunk, XFile& file, const STNStdReport& report) {
-  return chunk.ChunkSize <= SIZE_MAX && data.SetSize(static_cast<size_t>(chunk.ChunkSize)) &&
-         ReadFileIntoMemory(data.Data(), data.Size(), chunk.FileDataPosition, file, report);
+  if (chunk.ChunkSize > SIZE_MAX || !data.SetSize(static_cast<size_t>(chunk.ChunkSize))) {
+    file.SetReadFailed();
+    return false;
+  }
+  return ReadFileIntoMemory(data.Data(), data.Size(), chunk.FileDataPosition, file, report);
 }
 
 }  // namespace wavecodec

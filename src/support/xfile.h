@@ -62,6 +62,8 @@ class XFile {
   // Whether something that the file has could not be read since it was opened: what was found is
   // then not to be taken for all that there is.
   [[nodiscard]] bool HasReadFailed() const { return ReadFailed; }
+  // The same for what a reader has no memory for.
+  void SetReadFailed() { ReadFailed = true; }
 
   // Writes all bytes at the position, which moves past them; false when it could not, and some may
   // be written then. Past the limit of a file's size it fails without ending the process.
