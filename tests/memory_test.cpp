@@ -1,9 +1,12 @@
-// Every allocation of a session fails in turn: the call fails, and the instance stays usable.
+// Every allocation of a session fails in turn: the call fails, the instance stays usable, and a file
+// whose tags were written is the old or the new one.
 #include <gtest/gtest.h>
 
 #include <new>
 
+#include "id3_builder.h"
 #include "support.h"
+#include "tag_writing.h"
 
 namespace {
 int g_allocations_left = -1;  // negative: all there are
@@ -46,6 +49,31 @@ TEST(Memory, EveryAllocationMayFail) {
   EXPECT_NE(report.Errors().find("Error out of memory.\r\n"), std::string::npos);
   ASSERT_TRUE(decoder.Open(name, ZuOpenDecode));
   EXPECT_EQ(decoder.DecodeAll(), data);
+}
+
+TEST(Memory, EveryAllocationOfAWriteMayFail) {
+  const std::string bext(602, 'b'), list = "INFO" + Chunk("INAM", "Old") + Chunk("ICMT", "Kept");
+  const std::string old =
+      Riff(Chunk("bext", bext) + Fmt(1, 2, 44100, 16) + Chunk("LIST", list) +
+           Chunk("data", Noise(1000)) + Chunk("id3 ", Tag(3, 0, Text3("TALB", "Album"))));
+  const StoredOptions choices("P2");  // the audio moves
+  NTag tags;
+  tags.AddTag(L"Title", L"A new and longer title");
+  tags.AddTag(L"Description", L"New");
+  bool written = false;
+  for (int count = 0; count < 3000 && !written; ++count) {
+    const TempFile file(old);
+    const std::wstring name = file.Name();
+    Instance decoder;
+    g_allocations_left = count;
+    written = SetTags(decoder, name, tags);
+    g_allocations_left = -1;
+    const std::string now = FileBytes(file.Path);
+    ASSERT_EQ(now == old, !written) << count;
+    ASSERT_TRUE(decoder.Open(name, ZuOpenDecode));
+    ASSERT_EQ(decoder.DecodeAll(), Noise(1000));
+  }
+  EXPECT_TRUE(written);
 }
 
 }  // namespace

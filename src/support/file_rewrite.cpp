@@ -188,13 +188,13 @@ RewriteResult RewriteUnderJournal(XFile& file, FileRewrite& plan, int64_t unlike
   constexpr int64_t kStep = MoveJournal::kTokenSize;
   int64_t work_size = (std::max(plan.OldSize, plan.NewSize) + 2 * kStep - 1) / kStep * kStep;
   if (work_size == unlike) work_size += kStep;
+  Undo undo(file);
+  if (!undo.Keep(plan.Ahead)) return RewriteResult::NotDone;
   MoveJournal journal;
   if (path.empty() || !journal.Create(MoveJournal::PathFor(path), plan, work_size)) {
     return RewriteResult::NoJournal;
   }
-  Undo undo(file);
-  const bool begun =
-      undo.Keep(plan.Ahead) && WritePatches(file, plan.Ahead) && Lengthen(file, plan, journal);
+  const bool begun = WritePatches(file, plan.Ahead) && Lengthen(file, plan, journal);
   if (begun && Steps(file, plan, &journal).Start() && Finish(file, plan, journal)) {
     return RewriteResult::Done;
   }

@@ -163,8 +163,6 @@ int64_t MoveJournal::SlotPosition(uint32_t slot) const {
 }
 
 bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64_t work_size) {
-  const XFileHandle handle = CreateFile(path);
-  if (handle == kNoFile || !File.Adopt(handle)) return false;
   Path = path;
   std::random_device random;
   WriteU64LE(FileToken.data(), kTokenMagic);
@@ -184,6 +182,9 @@ bool MoveJournal::Create(const std::string& path, const FileRewrite& plan, int64
   // The records have their room with the header; saved pieces need room of their own.
   header.Out.resize(static_cast<size_t>(kPlanPosition));
   header.Bytes(bytes);
+  // From here on no memory is asked for: a change that has begun must not end for want of it.
+  const XFileHandle handle = CreateFile(path);
+  if (handle == kNoFile || !File.Adopt(handle)) return false;
   if ((!NeedsSlots(plan) || File.ClaimRoom(0, SlotPosition(2))) &&
       File.Write(header.Out.data(), header.Out.size())) {
     return true;
@@ -250,15 +251,18 @@ bool MoveJournal::LoadSaved(XMem& piece, size_t length, uint32_t slot) {
 }
 
 bool MoveJournal::Record(const RewriteProgress& progress) {
-  Writer record;
-  record.Number(progress.Sequence);
-  record.Number(uint64_t{progress.Move});
-  record.Number(uint64_t{progress.Slot});
-  record.Number(progress.Done);
-  record.Number(progress.Length);
-  record.Number(Checksum(record.Out));
+  std::array<uint8_t, kRecordSize> record{};
+  const uint64_t numbers[] = {progress.Sequence, progress.Move, progress.Slot,
+                              static_cast<uint64_t>(progress.Done),
+                              static_cast<uint64_t>(progress.Length)};
+  uint8_t* next = record.data();
+  for (const uint64_t number : numbers) {
+    WriteU64LE(next, number);
+    next += 8;
+  }
+  WriteU64LE(next, Checksum({record.data(), next}));
   return File.SetPosition(kRecordPosition[progress.Sequence % 2]) &&
-         File.Write(record.Out.data(), record.Out.size());
+         File.Write(record.data(), record.size());
 }
 
 bool MoveJournal::FindLatest(std::optional<RewriteProgress>& latest) {
