@@ -34,6 +34,8 @@ std::vector<Seed> Seeds() {
       {"RF64 that ds64 tells less of, odd: a pad byte became audio",
        rf64(fmt + "data" + LE(0xFFFFFFFF, 4) + Noise(413))},
       {"an empty bext chunk: a copy from it to nowhere", Riff(fmt + data + Chunk("bext", ""))},
+      {"odd audio to the end of the file, its last byte behind the container",
+       Riff(Fmt(1, 1, 8000, 8) + list + "data" + LE(1000000, 4) + Noise(400)) + '\1'},
       {"cut", Riff(fmt + list + data).substr(0, 300)},
       {"bytes behind", Riff(fmt + data) + Noise(33)},
   };

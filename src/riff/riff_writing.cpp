@@ -209,7 +209,8 @@ void clRIFFHandler::ReportHeader(uint32_t id, uint64_t size, int64_t position) c
 // Where the chunks end in the file: before the pad byte of the last one when that is not there. A
 // byte where it should be, behind the container and not zero, is the first of others.
 int64_t clRIFFHandler::OldEnd() {
-  const int64_t end = std::min(Chunks.EndPosition(), File->Size());
+  const int64_t end = Chunks.EndPosition();
+  if (end > File->Size()) return File->Size();
   if (end != int64_t{StoredRiffSize} + kHeaderSize + 1 ||
       Chunks.At(Chunks.Count() - 1)->ChunkSize % 2 == 0) {
     return end;
