@@ -163,31 +163,38 @@ TEST_F(Settings, EveryKindOfValueComesBack) {
   const uint8_t bytes[] = {0, 1, 254, 255, 63};
   const XStr text = L"a/b \"\xE9\x1F600";
   const XStrList texts{{L"x", L"", L"y\\"}};
-  EXPECT_TRUE(XRegistry::SetDWORD(UINT32_MAX, L"dword", kUser, kPath));
-  XRegistry::SetInt32(INT32_MIN, L"int", kUser, kPath);
-  XRegistry::SetInt64(INT64_MIN, L"long", kUser, kPath);
-  XRegistry::SetString(text, L"string", kUser, kPath);
-  XRegistry::SetBinaryData(L"bytes", bytes, sizeof bytes, kUser, kPath);
-  XRegistry::SetStringList(texts, L"list", kUser, kPath);
-  EXPECT_EQ(XRegistry::GetDWORD(L"dword", kUser, kPath), UINT32_MAX);
-  EXPECT_EQ(XRegistry::GetInt32(L"int", kUser, kPath), INT32_MIN);
-  EXPECT_EQ(XRegistry::GetInt64(L"long", kUser, kPath), INT64_MIN);
-  EXPECT_EQ(XRegistry::GetString(L"string", kUser, kPath), text);
-  EXPECT_EQ(XRegistry::GetString(L"dword", kUser, kPath), L"");
+  const auto put = [&](auto&& store) {
+    EXPECT_TRUE(store.SetDWORD(UINT32_MAX, L"dword", kUser, kPath));
+    store.SetInt32(INT32_MIN, L"int", kUser, kPath);
+    store.SetInt64(INT64_MIN, L"long", kUser, kPath);
+    store.SetString(text, L"string", kUser, kPath);
+    store.SetBinaryData(L"bytes", bytes, sizeof bytes, kUser, kPath);
+    store.SetStringList(texts, L"list", kUser, kPath);
+  };
+  const auto look = [&](auto&& store) {
+    EXPECT_EQ(store.GetDWORD(L"dword", kUser, kPath), UINT32_MAX);
+    EXPECT_EQ(store.GetInt32(L"int", kUser, kPath), INT32_MIN);
+    EXPECT_EQ(store.GetInt64(L"long", kUser, kPath), INT64_MIN);
+    EXPECT_EQ(store.GetString(L"string", kUser, kPath), text);
+    EXPECT_EQ(store.GetString(L"dword", kUser, kPath), L"");
+    XMem memory;
+    ASSERT_TRUE(store.GetBinaryDataToXMem(L"bytes", memory, kUser, kPath));
+    EXPECT_TRUE(std::equal(bytes, std::end(bytes), memory.Data(), memory.Data() + memory.Size()));
+    XStrList list;
+    EXPECT_TRUE(store.GetStringList(list, L"list", kUser, kPath) && list == texts);
+    EXPECT_FALSE(store.GetBinaryDataToXMem(L"string", memory, kUser, kPath) ||
+                 store.GetStringList(list, L"string", kUser, kPath));
+  };
+  XRegistryTransaction dropped;
+  put(dropped);
+  look(dropped);
+  put(XRegistry());
+  look(XRegistry());
   EXPECT_EQ(XRegistry::GetValueLength(L"bytes", kUser, kPath), sizeof bytes);
   EXPECT_EQ(XRegistry::GetValueLength(L"string", kUser, kPath), text.size());
-  XMem memory;
-  ASSERT_TRUE(XRegistry::GetBinaryDataToXMem(L"bytes", memory, kUser, kPath));
-  ASSERT_EQ(memory.Size(), sizeof bytes);
-  EXPECT_EQ(memcmp(memory.Data(), bytes, sizeof bytes), 0);
   uint8_t part[3] = {};
   EXPECT_EQ(XRegistry::GetBinaryData(L"bytes", part, 2, kUser, kPath), 2U);
   EXPECT_TRUE(part[1] == 1 && part[2] == 0);
-  XStrList list;
-  EXPECT_TRUE(XRegistry::GetStringList(list, L"list", kUser, kPath));
-  EXPECT_EQ(list, texts);
-  EXPECT_FALSE(XRegistry::GetBinaryDataToXMem(L"string", memory, kUser, kPath) ||
-               XRegistry::GetStringList(list, L"string", kUser, kPath));
   EXPECT_EQ(FlatText(), R"({"HKCU": {"Software": {"Vendor": {"Product": {"dword": 4294967295,)"
                         R"("int": -2147483648,"long": -9223372036854775808,"string": "a\/b \")"
                         "\xC3\xA9\xF0\x9F\x98\x80"
@@ -215,23 +222,6 @@ TEST_F(Settings, TransactionsAreWrittenAtOnce) {
   changes.SetDWORD(2, L"b", kUser, L"one\\two");
   EXPECT_EQ(changes.GetDWORD(L"a", kUser, L"one"), 1U);
   EXPECT_EQ(changes.GetDWORD(L"B", kUser, L"one\\two"), 2U);
-  const uint8_t bytes[] = {1, 2};
-  const XStrList texts{{L"x", L"y"}};
-  const wchar_t* const gone = L"gone";
-  XMem memory;
-  XStrList list;
-  changes.SetInt32(-2, L"int", kUser, gone);
-  changes.SetInt64(INT64_MIN, L"long", kUser, gone);
-  changes.SetString(L"text", L"string", kUser, gone);
-  changes.SetBinaryData(L"bytes", bytes, sizeof bytes, kUser, gone);
-  changes.SetStringList(texts, L"list", kUser, gone);
-  EXPECT_EQ(changes.GetInt32(L"int", kUser, gone), -2);
-  EXPECT_EQ(changes.GetInt64(L"long", kUser, gone), INT64_MIN);
-  EXPECT_EQ(changes.GetString(L"string", kUser, gone), L"text");
-  EXPECT_TRUE(changes.GetBinaryDataToXMem(L"bytes", memory, kUser, gone) && memory.Size() == 2);
-  EXPECT_TRUE(changes.GetStringList(list, L"list", kUser, gone) && list == texts);
-  EXPECT_TRUE(changes.DoesValueExist(L"int", kUser, gone));
-  changes.DeleteKeyAndSubKeys(kUser, gone);
   changes.CopyKey(kUser, L"one", kUser, L"one\\copy");  // into itself
   changes.CopyKey(kUser, L"none", kUser, L"none of that");
   changes.DeleteVal(L"a", kUser, L"one");
