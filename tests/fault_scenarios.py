@@ -49,6 +49,11 @@ SCENARIOS = {
     # Nothing but tags and padding changes its place.
     "insert_into_junk": scenario(riff(FMT, chunk(b"JUNK", bytes(3000)), DATA), WRITE, FRONT),
     "grow_into_junk": scenario(riff(FMT, info(9), chunk(b"PAD ", bytes(9000)), DATA), VERY_LONG),
+    "grow_two_into_junk": scenario(riff(FMT, info(9), id3(9), chunk(b"JUNK", bytes(20000)), DATA),
+                                   VERY_LONG),
+    "grow_by_half_a_header": scenario(riff(FMT, info(5000), chunk(b"JUNK", bytes(90)), DATA),
+                                      ("write", "Comment=" + "c" * 5004)),
+    "grow_by_shortened_junk": scenario(riff(FMT, chunk(b"JUNK", bytes(9000)), info(9), DATA), LONG),
     "shrink_to_junk": scenario(riff(FMT, info(3000), DATA, CUE), SHORT),
     "remove_to_junk": scenario(riff(FMT, info(300), DATA, CUE), ("delete",)),
     "remove_name": scenario(riff(FMT, info(300), DATA, id3(300)), ("delete", "Comment")),
@@ -86,11 +91,6 @@ def foreign(data):
     """The chunks that are neither tags nor padding, as far as the file says that it goes."""
     own = (b"bext", b"id3 ", b"JUNK", b"PAD ", b"ds64", b"LIST")
     return [(name, body) for name, body, _ in chunks(data[:container(data)]) if name not in own]
-
-
-def tag_chunks(data):
-    found = list(chunks(data))
-    return {n: next((b for i, b, _ in found if i == n), None) for n in (b"bext", b"LIST", b"id3 ")}
 
 
 def looseness(data, trailing):

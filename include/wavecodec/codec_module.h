@@ -376,7 +376,7 @@ typedef uint32_t (*ZuGetFn)(void* instance, const wchar_t* key, STZuCodecGetSet*
  * must be opened again afterwards: its audio may have moved.
  *
  * @return 1 when the key is known and the value was taken. On 0 nothing has changed, except that a
- * change of a file which fails or is killed while audio moves is finished by the next `Open`,
+ * change of a file which fails or is killed in its midst is finished by the next `Open`,
  * "IDTags" or `DeleteATag` of that file, with the help of a journal that lies beside it meanwhile
  * (`<file>.wave-journal`).
  */

@@ -125,6 +125,8 @@ class clRIFFHandler {
   void PlanTail(Rewrite& rewrite);
   void PlanHeaders(Rewrite& rewrite);
   [[nodiscard]] bool Fits(const Rewrite& rewrite);
+  [[nodiscard]] bool IsOverPages(const FileRewrite::Patch& patch) const;
+  [[nodiscard]] bool MayBlockTheWay(const FileRewrite::Patch& patch) const;
   [[nodiscard]] RewriteSafety SafetyOf(const Rewrite& rewrite) const;
   bool FailReading() const;
   [[nodiscard]] int64_t OldEnd();

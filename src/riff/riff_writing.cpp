@@ -1,6 +1,7 @@
 // Changing the chunks of a file in place.
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -61,18 +62,42 @@ void AddPatch(std::vector<FileRewrite::Patch>& patches, FileRewrite::Patch patch
   std::memcpy(last.Data() + before, patch.Bytes.Data(), patch.Bytes.Size());
 }
 
-// A signal can end a process between two pages of one write. A chunk that grows into the padding
-// behind it is written behind that padding's new header then: there is a way to the audio at every
-// moment.
-void SplitAtPages(std::vector<FileRewrite::Patch>& patches, bool ends_with_header) {
-  constexpr int64_t kPage = 4096;
-  FileRewrite::Patch& whole = patches.front();
-  if (!ends_with_header || whole.Position / kPage == (EndOf(whole) - 1) / kPage) return;
-  FileRewrite::Patch header = MakePatch(EndOf(whole) - kHeaderSize, kHeaderSize);
-  const size_t rest = whole.Bytes.Size() - header.Bytes.Size();
-  std::memcpy(header.Bytes.Data(), whole.Bytes.Data() + rest, header.Bytes.Size());
-  if (rest == 0 || !whole.Bytes.SetSize(rest, true)) return;
-  patches.insert(patches.begin(), std::move(header));
+// A signal can end a process between two pages of one write.
+constexpr int64_t kPage = 4096;
+bool SpansPages(int64_t begin, int64_t end) { return begin / kPage != (end - 1) / kPage; }
+
+// The chunks that begin in a patch.
+struct PatchedChunks {
+  explicit PatchedChunks(const FileRewrite::Patch& patch) : End(patch.Position) {
+    for (; End + kHeaderSize <= EndOf(patch); ++Count) {
+      Last = End;
+      const uint32_t size = ReadU32LE(patch.Bytes.Data() + (Last - patch.Position) + 4);
+      End += kHeaderSize + size + size % 2;
+    }
+    EndsWithHeader = Last + kHeaderSize == EndOf(patch);
+  }
+
+  size_t Count = 0;
+  int64_t Last = 0;             // where the last one begins
+  int64_t End = 0;              // where the next one would
+  bool EndsWithHeader = false;  // the patch does; that of padding
+};
+
+// The header of the padding behind a chunk goes ahead of it where the two span pages.
+void SplitAtPages(std::vector<FileRewrite::Patch>& patches, size_t contents) {
+  for (size_t i = 0; i < contents; ++i) {
+    FileRewrite::Patch& whole = patches[i];
+    const PatchedChunks chunks(whole);
+    const bool is_pair = chunks.Count == 2 && chunks.EndsWithHeader;
+    if (!is_pair || !SpansPages(whole.Position, EndOf(whole))) continue;
+    FileRewrite::Patch header = MakePatch(chunks.Last, kHeaderSize);
+    const size_t rest = whole.Bytes.Size() - header.Bytes.Size();
+    std::memcpy(header.Bytes.Data(), whole.Bytes.Data() + rest, header.Bytes.Size());
+    if (!whole.Bytes.SetSize(rest, true)) throw std::bad_alloc();
+    patches.insert(patches.begin() + static_cast<ptrdiff_t>(i), std::move(header));
+    ++i;
+    ++contents;
+  }
 }
 
 }  // namespace
@@ -196,7 +221,6 @@ struct clRIFFHandler::Rewrite {
   FileRewrite Change;
   int64_t End = RIFFChunkTable::kFirstPosition;  // of the chunks so far
   size_t Contents = 0;                           // patches that are chunks, not sizes
-  bool EndsWithHeader = false;                   // the last of them does, which is of padding
 };
 
 void clRIFFHandler::ReportHeader(uint32_t id, uint64_t size, int64_t position) const {
@@ -250,14 +274,12 @@ void clRIFFHandler::PlanPiece(Rewrite& rewrite, RIFFChunkPlan::Piece& piece) {
   } else if (piece.What == Kind::New) {
     ReportHeader(ReadU32LE(piece.Bytes.Data()), ReadU32LE(piece.Bytes.Data() + 4), position);
     AddPatch(patches, {position, std::move(piece.Bytes)});
-    rewrite.EndsWithHeader = false;
   } else {
     ReportHeader(piece.ID, piece.Size, position);
     const int64_t size = piece.Fresh ? footprint : kHeaderSize;
     FileRewrite::Patch patch = MakePatch(position, static_cast<size_t>(size));
     PutHeader(patch.Bytes.Data(), piece.ID, piece.Size);
     AddPatch(patches, std::move(patch));
-    rewrite.EndsWithHeader = !piece.Fresh;
   }
   rewrite.End += footprint;
 }
@@ -325,7 +347,36 @@ bool clRIFFHandler::Fits(const Rewrite& rewrite) {
   return padding_fits && static_cast<uint64_t>(end - kHeaderSize) <= limit;
 }
 
-// An append and a change in place are safe by the order of their writes.
+// Whether a patch may be seen when only some of its pages are written. In RF64 what is behind the
+// old end is seen as soon as it is there.
+bool clRIFFHandler::IsOverPages(const FileRewrite::Patch& patch) const {
+  const bool is_seen = patch.Position < File->Size() || kRf64.Is(RiffID);
+  return is_seen && SpansPages(patch.Position, EndOf(patch));
+}
+
+// Whether there may be a moment at which no way leads over the place of a patch, while it and others
+// are written. There always is one when it takes the place of whole chunks, within a page. Over
+// pages it must be one chunk whose header is within one, alone or with the header of padding that
+// is written ahead of it (see SplitAtPages) and touches none of the old chunks'.
+bool clRIFFHandler::MayBlockTheWay(const FileRewrite::Patch& patch) const {
+  const PatchedChunks patched(patch);
+  bool begins = false;
+  bool ends = false;
+  bool touches = false;
+  Chunks.ForEach([&](size_t /*index*/, const STRIFFChunk& chunk) {
+    const int64_t distance = std::abs(chunk.ChunkPosition - patched.Last);
+    begins = begins || chunk.ChunkPosition == patch.Position;
+    ends = ends || chunk.ChunkPosition == patched.End;
+    touches = touches || (distance != 0 && distance < kHeaderSize);
+  });
+  if (!begins || !ends) return true;
+  if (!IsOverPages(patch)) return false;
+  if (SpansPages(patch.Position, patch.Position + kHeaderSize)) return true;
+  const bool is_pair = patched.Count == 2 && patched.EndsWithHeader;
+  return patched.Count != 1 && (!is_pair || touches);
+}
+
+// An append, and a change in place within a page, are safe by the order of their writes.
 RewriteSafety clRIFFHandler::SafetyOf(const Rewrite& rewrite) const {
   const FileRewrite& change = rewrite.Change;
   const auto data = Chunks.At(static_cast<size_t>(IndexOfDataChunk()));
@@ -333,7 +384,15 @@ RewriteSafety clRIFFHandler::SafetyOf(const Rewrite& rewrite) const {
   for (const FileRewrite::Move& move : change.Moves) {
     if (move.From < audio_end) return RewriteSafety::Journal;
   }
-  if (!change.Moves.empty() || rewrite.Contents > 1) return RewriteSafety::JournalIfPossible;
+  bool over_pages = false;
+  for (size_t i = 0; i < rewrite.Contents; ++i) {
+    const FileRewrite::Patch& patch = change.Patches[i];
+    if (patch.Position < audio_end && MayBlockTheWay(patch)) return RewriteSafety::Journal;
+    over_pages = over_pages || IsOverPages(patch);
+  }
+  if (over_pages || !change.Moves.empty() || rewrite.Contents > 1) {
+    return RewriteSafety::JournalIfPossible;
+  }
   if (rewrite.Contents == 0) return RewriteSafety::Direct;
   const bool behind = change.Patches.front().Position >= change.OldSize;
   const bool inside = change.OldSize == change.NewSize;
@@ -362,9 +421,7 @@ bool clRIFFHandler::WriteChunkHeaders() {
   }
   PlanHeaders(rewrite);
   const RewriteSafety safety = SafetyOf(rewrite);
-  if (safety == RewriteSafety::Direct && rewrite.Contents == 1) {
-    SplitAtPages(rewrite.Change.Patches, rewrite.EndsWithHeader);
-  }
+  SplitAtPages(rewrite.Change.Patches, rewrite.Contents);
   const uint64_t told = Ds64 ? Ds64->Riff : StoredRiffSize;
   const auto unlike = static_cast<int64_t>(std::min<uint64_t>(told, INT64_MAX - 8)) + kHeaderSize;
   const RewriteResult result = RewriteFile(*File, rewrite.Change, safety, unlike);
@@ -373,8 +430,8 @@ bool clRIFFHandler::WriteChunkHeaders() {
   if (result == RewriteResult::Done) return true;
   if (result == RewriteResult::NotDone && File->HasReadFailed()) return FailReading();
   if (result == RewriteResult::NoJournal) {
-    ErrorLine(Report, kName) << L"Error cannot make the journal that moving the audio needs beside "
-                                L"the file, it is not changed.";
+    ErrorLine(Report, kName) << L"Error cannot make the journal that this change needs beside the "
+                                L"file, it is not changed.";
   } else {
     ErrorLine(Report, kName) << L"Error writing to file, disk full?";
   }

@@ -27,7 +27,9 @@ class Undo {
     return std::all_of(patches.begin(), patches.end(),
                        [this](const FileRewrite::Patch& patch) { return Keep(patch); });
   }
+  // What was written last goes first.
   bool TakeBack() {
+    std::reverse(Before.begin(), Before.end());
     const bool written = WritePatches(File, Before);
     return (File.Size() == OldSize || File.SetSize(OldSize)) && written;
   }

@@ -12,7 +12,7 @@ namespace wavecodec {
 // names, all others stay. Where they go is the user's choice (see WaveTagOptions); a file that has
 // `LIST` or ID3v2 tags keeps its kinds of tags, and fields of a broadcast go into `bext` as well.
 // True when they were written, or there was nothing to write. On failure the file is as it was; a
-// change that is interrupted while the audio moves is finished when the file is opened next.
+// change that is interrupted in its midst is finished when the file is opened next.
 bool WriteIDTags(const wchar_t* file_name, const void* block, size_t block_size,
                  const STNStdReport& report);
 
