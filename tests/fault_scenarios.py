@@ -43,6 +43,7 @@ SCENARIOS = {
     "append_both": scenario(riff(FMT, CUE, DATA), WRITE),
     "append_truncated": scenario(riff(FMT, DATA)[:-1000], WRITE, LIST),
     "append_truncated_odd": scenario(riff(FMT, DATA)[:-1001], WRITE, LIST),
+    "append_truncated_little": scenario(riff(FMT, DATA)[:-46], WRITE),
     "append_no_pad": scenario(riff(FMT, chunk(b"data", NOISE[:4001]))[:-1], WRITE, LIST),
     "append_trailing": scenario(riff(FMT, DATA, CUE), WRITE, LIST, trailing=b"behind the file"),
     "append_rf64": scenario(rf64(FMT, DATA), WRITE),

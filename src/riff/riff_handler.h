@@ -125,6 +125,7 @@ class clRIFFHandler {
   void PlanTail(Rewrite& rewrite);
   void PlanHeaders(Rewrite& rewrite);
   [[nodiscard]] bool Fits(const Rewrite& rewrite);
+  [[nodiscard]] int64_t SeenEnd() const;
   [[nodiscard]] bool IsOverPages(const FileRewrite::Patch& patch) const;
   [[nodiscard]] bool MayBlockTheWay(const FileRewrite::Patch& patch) const;
   [[nodiscard]] RewriteSafety SafetyOf(const Rewrite& rewrite) const;

@@ -347,11 +347,15 @@ bool clRIFFHandler::Fits(const Rewrite& rewrite) {
   return padding_fits && static_cast<uint64_t>(end - kHeaderSize) <= limit;
 }
 
-// Whether a patch may be seen when only some of its pages are written. In RF64 what is behind the
-// old end is seen as soon as it is there.
+// How far what is written is seen at once, before the sizes in the headers follow.
+int64_t clRIFFHandler::SeenEnd() const {
+  if (kRf64.Is(RiffID)) return INT64_MAX;
+  return std::max(File->Size(), int64_t{StoredRiffSize} + kHeaderSize);
+}
+
+// Whether a patch may be seen when only some of its pages are written.
 bool clRIFFHandler::IsOverPages(const FileRewrite::Patch& patch) const {
-  const bool is_seen = patch.Position < File->Size() || kRf64.Is(RiffID);
-  return is_seen && SpansPages(patch.Position, EndOf(patch));
+  return patch.Position < SeenEnd() && SpansPages(patch.Position, EndOf(patch));
 }
 
 // Whether there may be a moment at which no way leads over the place of a patch, while it and others
@@ -394,7 +398,8 @@ RewriteSafety clRIFFHandler::SafetyOf(const Rewrite& rewrite) const {
     return RewriteSafety::JournalIfPossible;
   }
   if (rewrite.Contents == 0) return RewriteSafety::Direct;
-  const bool behind = change.Patches.front().Position >= change.OldSize;
+  const int64_t position = change.Patches.front().Position;
+  const bool behind = position >= (kRf64.Is(RiffID) ? change.OldSize : SeenEnd());
   const bool inside = change.OldSize == change.NewSize;
   return behind || inside ? RewriteSafety::Direct : RewriteSafety::JournalIfPossible;
 }
