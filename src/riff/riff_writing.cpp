@@ -74,13 +74,13 @@ struct PatchedChunks {
       const uint32_t size = ReadU32LE(patch.Bytes.Data() + (Last - patch.Position) + 4);
       End += kHeaderSize + size + size % 2;
     }
-    EndsWithHeader = Last + kHeaderSize == EndOf(patch);
+    IsPadded = Count == 2 && Last + kHeaderSize == EndOf(patch);
   }
 
   size_t Count = 0;
-  int64_t Last = 0;             // where the last one begins
-  int64_t End = 0;              // where the next one would
-  bool EndsWithHeader = false;  // the patch does; that of padding
+  int64_t Last = 0;       // where the last one begins
+  int64_t End = 0;        // where the next one would
+  bool IsPadded = false;  // they are one chunk, and the header of the padding behind it
 };
 
 // The header of the padding behind a chunk goes ahead of it where the two span pages.
@@ -88,8 +88,7 @@ void SplitAtPages(std::vector<FileRewrite::Patch>& patches, size_t contents) {
   for (size_t i = 0; i < contents; ++i) {
     FileRewrite::Patch& whole = patches[i];
     const PatchedChunks chunks(whole);
-    const bool is_pair = chunks.Count == 2 && chunks.EndsWithHeader;
-    if (!is_pair || !SpansPages(whole.Position, EndOf(whole))) continue;
+    if (!chunks.IsPadded || !SpansPages(whole.Position, EndOf(whole))) continue;
     FileRewrite::Patch header = MakePatch(chunks.Last, kHeaderSize);
     const size_t rest = whole.Bytes.Size() - header.Bytes.Size();
     std::memcpy(header.Bytes.Data(), whole.Bytes.Data() + rest, header.Bytes.Size());
@@ -376,8 +375,7 @@ bool clRIFFHandler::MayBlockTheWay(const FileRewrite::Patch& patch) const {
   if (!begins || !ends) return true;
   if (!IsOverPages(patch)) return false;
   if (SpansPages(patch.Position, patch.Position + kHeaderSize)) return true;
-  const bool is_pair = patched.Count == 2 && patched.EndsWithHeader;
-  return patched.Count != 1 && (!is_pair || touches);
+  return patched.Count != 1 && (!patched.IsPadded || touches);
 }
 
 // An append, and a change in place within a page, are safe by the order of their writes.
